@@ -1,0 +1,45 @@
+#include "registry/DataEntry.hpp"
+
+#include <syslog.h>
+
+#include <cstddef>
+
+#include "registry/LogTag.hpp"
+
+template <class T>
+int DataEntry<T>::registerToTlm(telemetry::Producer& producer) {
+  log_print(LOG_TAG, LOG_DEBUG, "Registering %s into telemetry", name.c_str());
+  return producer.regInternal(ptr, producer.section, name, entryTypeNames<T>.tlmType, sizeof(T), 1, 0,
+                              nullptr, 1);
+}
+
+template class DataEntry<bool>;
+template class DataEntry<float>;
+template class DataEntry<double>;
+template class DataEntry<short>;
+template class DataEntry<int>;
+template class DataEntry<long>;
+template class DataEntry<unsigned char>;
+template class DataEntry<unsigned short>;
+template class DataEntry<unsigned int>;
+template class DataEntry<unsigned long>;
+template class DataEntry<FOLLOW_ME_TRAJECTORY_TYPE>;
+
+// The entries cross the border to the flight-control library in both directions, so every offset is an
+// interface. The classes are polymorphic, for which offsetof is only conditionally supported: our compilers
+// do.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Winvalid-offsetof"
+static_assert(sizeof(std::string) == 32 && sizeof(Types) == 4);
+static_assert(offsetof(DataEntryBase, name) == 8 && offsetof(DataEntryBase, type) == 40);
+static_assert(sizeof(DataEntryBase) == 48);
+
+template <class T>
+constexpr bool hasEntryLayout = offsetof(DataEntry<T>, name) == 8 && offsetof(DataEntry<T>, type) == 40 &&
+                                offsetof(DataEntry<T>, ptr) == 48 && sizeof(DataEntry<T>) == 56;
+static_assert(hasEntryLayout<bool> && hasEntryLayout<float> && hasEntryLayout<double> &&
+              hasEntryLayout<short> && hasEntryLayout<int> && hasEntryLayout<long> &&
+              hasEntryLayout<unsigned char> && hasEntryLayout<unsigned short> &&
+              hasEntryLayout<unsigned int> && hasEntryLayout<unsigned long> &&
+              hasEntryLayout<FOLLOW_ME_TRAJECTORY_TYPE>);
+#pragma GCC diagnostic pop
