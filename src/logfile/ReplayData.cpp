@@ -1,0 +1,41 @@
+#include "logfile/ReplayData.hpp"
+
+#include <syslog.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+
+#include "logfile/LegacyReader.hpp"
+#include "logservice/log.h"
+#include "registry/LogTag.hpp"
+
+bool LogFile::isTLMB(const std::string& path) {
+  // Four bytes tell; the first word of a file that is no log may be as long as the file.
+  std::ifstream file(path);
+  char start[4] = {};
+  file >> start[0];  // skips leading white space
+  file.read(start + 1, sizeof(start) - 1);
+  return file.good() && std::memcmp(start, "TLMB", sizeof(start)) == 0;
+}
+
+ReplayData::ReplayData(const std::string& path, DataRegistry& registry, LogFile::Contents contents) {
+  registry.reg<int>("index", &index);
+  registry.freeze();
+
+  // Blackbox logs have no reader yet.
+  reader.reset(LogFile::isTLMB(path) ? nullptr : LegacyReader::create(registry, contents));
+  if (!reader) {
+    log_print(LOG_TAG, LOG_ERR, "Reader could not be created");
+    std::exit(EXIT_FAILURE);
+  }
+  const int result = reader->open(path.c_str());
+  if (result < 0) {
+    log_print(LOG_TAG, LOG_ERR, "Could not open %s : %s", path.c_str(), std::strerror(-result));
+    std::exit(EXIT_FAILURE);
+  }
+}
+
+ReplayData::~ReplayData() {
+  if (reader) reader->close();
+}

@@ -1,0 +1,5 @@
+#include "logfile/ReplayExport.hpp"
+
+ReplayExport::~ReplayExport() {
+  if (exporter) exporter->close();
+}
