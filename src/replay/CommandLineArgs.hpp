@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+/// The tool's options, with the running mode settled.
+class CommandLineArgs {
+ public:
+  /// Parses the options, once per process. Help (exit status 0), a bad option, or a running mode that can't
+  /// be read (1) end the process.
+  CommandLineArgs(int argc, char** argv);
+
+  /// Verifies that both input logs and the configuration directory exist, and logs what is going to be run:
+  /// 1, or -1 after a line that says what is missing.
+  int check() const;
+
+  std::string contBboxPath;   ///< -i: continuous log (sensor samples)
+  std::string eventBboxPath;  ///< -e: event log (API calls)
+  std::string newBboxPath;    ///< -g: blackbox log to generate; empty: none
+  std::string droneName;  ///< -d: hardware name, which selects the configuration directory; may be empty
+  std::string droneMode;  ///< -m: running mode; otherwise the property "persist.running-mode"
+};

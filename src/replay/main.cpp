@@ -1,0 +1,122 @@
+#include <sys/prctl.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "env/OstrelEnv.hpp"
+#include "logfile/ReplayExport.hpp"
+#include "logservice/log.h"
+#include "ostrel/data_manager.hpp"
+#include "ostrel/ostrel.h"
+#include "registry/LogTag.hpp"
+#include "replay/CommandLineArgs.hpp"
+
+namespace {
+
+static_assert(sizeof(sensors_data) == Dravon3::SENSOR_BYTES);
+
+/// The text of a negated errno. The most negative integer, which a log may hold, has no negation of its own
+/// width and stands for itself.
+const char* errorText(int result) {
+  return std::strerror(static_cast<int>(-static_cast<std::int64_t>(result)));
+}
+
+/// Reads the next sample and settles its step index: 0 or more, or why the replay ends.
+int nextStep(ReplayData& data) {
+  const int result = data.reader->popSample();
+  if (result < 0) return result;
+  const std::int64_t steps = std::int64_t{data.index} - data.previousIndex;
+  if (steps >= 2 && data.previousIndex >= 1) {
+    log_print(LOG_TAG, LOG_WARNING, "Jumped %i steps after iteration %i", static_cast<int>(steps),
+              data.previousIndex);
+  }
+  data.previousIndex = data.index;
+  return data.index;
+}
+
+/// Makes the API calls recorded for the step.
+void replayEvents(ReplayEvents& events, int stepIndex) {
+  std::vector<int> stepInputs;
+  const int result = events.reader->popSample(stepIndex, stepInputs);
+  if (result <= 0) {
+    // Nothing due, or a log that is over, loses nothing; calls met together with the end of the log do.
+    const bool lost = result == -ENODATA ? !stepInputs.empty() : result < 0 && result != -EAGAIN;
+    if (lost) {
+      log_print(LOG_TAG, LOG_WARNING, "Error on replay event read during step %i : %s", stepIndex,
+                errorText(result));
+    }
+    return;
+  }
+  for (const int input : stepInputs) {
+    if (input < 0 || static_cast<std::size_t>(input) >= events.inputs.size()) {
+      log_print(LOG_TAG, LOG_WARNING, "No API input number %i, call skipped during step %i", input,
+                stepIndex);
+      continue;
+    }
+    events.inputs[static_cast<std::size_t>(input)]->apply();
+  }
+}
+
+/// Replays until the continuous log ends; returns the index of the last step that ran.
+int replay(OstrelEnv& env, LogFile::IExport* exporter) {
+  int lastStep = 0;
+  int stepIndex = 0;
+  while ((stepIndex = nextStep(*env.data)) >= 0) {
+    replayEvents(*env.events, stepIndex);
+    // After the events, so the library sees this step's calls; before the step, so it sees its sensors.
+    std::memcpy(Dravon3::data_manager(), &env.sensors, sizeof(env.sensors));
+    OSTREL_process();
+    if (exporter != nullptr) {
+      const int result = exporter->step();
+      if (result < 0 && result != -ENOENT) {
+        log_print(LOG_TAG, LOG_ERR, "Error exporting replay at index %i : %s", stepIndex,
+                  errorText(result));
+      }
+    }
+    lastStep = stepIndex;
+    usleep(1);
+  }
+  if (stepIndex == -ENODATA) {
+    log_print(LOG_TAG, LOG_INFO, "Reached end of replay");
+  } else {
+    log_print(LOG_TAG, LOG_WARNING, "Error on replay data read : %s", errorText(stepIndex));
+  }
+  return lastStep;
+}
+
+int run(int argc, char** argv) {
+  // The sleep between steps is meant to last 1 microsecond; by default the kernel stretches it by 50.
+  prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);
+
+  const CommandLineArgs args(argc, argv);
+  // Left by an earlier run; a missing file is normal.
+  unlink("/dev/shm/shd_navdata-replay");
+  unlink("/dev/shm/shd_ostrellite");
+  sleep(1);
+  if (args.check() < 0) return EXIT_FAILURE;
+
+  OstrelEnv env(args.droneName, args.droneMode, args.contBboxPath, args.eventBboxPath);
+  const ReplayExport holder;  // destroyed before the environment, whose library it reads
+  const int lastStep = replay(env, holder.exporter.get());
+
+  sleep(1);
+  log_print(LOG_TAG, LOG_INFO, "Ran %i steps of ostrel", lastStep);
+  return EXIT_SUCCESS;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (...) {
+    // An exception that nothing catches need not unwind; caught here, it has destroyed the export, the
+    // environment and the command line, in this order, before it goes on.
+    throw;
+  }
+}
