@@ -1,0 +1,65 @@
+// Stands before the flight-control library and a few system calls at load time. Each call is shown as a
+// line
+// "@name arguments" on standard error, then made; the sleeps alone are only shown, so that tests need not
+// wait.
+//
+//   PROBE_THROW_AT=N     the Nth library step throws
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+
+#include "ostrel/data_manager.hpp"
+#include "ostrel/ostrel.h"
+
+namespace {
+
+template <class Function>
+Function next(const char* name) {
+  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+int steps = 0;
+
+}  // namespace
+
+extern "C" {
+
+int OSTREL_new(const char* variant, const char* mode) {
+  std::fprintf(stderr, "@OSTREL_new %s %s\n", variant, mode);
+  return next<int (*)(const char*, const char*)>("OSTREL_new")(variant, mode);
+}
+
+int OSTREL_process(void) {
+  unsigned int flags = 0;
+  std::memcpy(&flags, Dravon3::data_manager()->sensors + 1880, sizeof(flags));
+  std::fprintf(stderr, "@OSTREL_process flags=%u\n", flags);
+  const char* throwAt = std::getenv("PROBE_THROW_AT");
+  if (throwAt != nullptr && ++steps == std::atoi(throwAt)) throw std::runtime_error("probe");
+  return next<int (*)()>("OSTREL_process")();
+}
+
+void OSTREL_delete(void) {
+  std::fprintf(stderr, "@OSTREL_delete\n");
+  next<void (*)()>("OSTREL_delete")();
+}
+
+int unlink(const char* path) noexcept {
+  std::fprintf(stderr, "@unlink %s\n", path);
+  return next<int (*)(const char*)>("unlink")(path);
+}
+
+unsigned int sleep(unsigned int seconds) {
+  std::fprintf(stderr, "@sleep %u\n", seconds);
+  return 0;
+}
+
+int usleep(useconds_t microseconds) {
+  std::fprintf(stderr, "@usleep %u\n", microseconds);
+  return 0;
+}
+}

@@ -1,0 +1,214 @@
+#include "replay/ReplayFixture.hpp"
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+namespace {
+
+const std::string COLUMNS = continuousHeader({"index", "inputs.sensors.flags"});
+const std::string APIS =
+    eventHeader("set_motors_armed, take_off, land", "1, 1, 0", "armed, altitude, none");
+
+/// A continuous log whose samples carry these step indices, and flags of 100 more.
+std::string samples(const std::vector<int>& indices) {
+  std::string bytes = COLUMNS;
+  for (const int index : indices) bytes += values({double(index), double(index) + 100});
+  return bytes;
+}
+
+using Replay = ReplayFixture;
+
+TEST_F(Replay, RunsOneStepPerSampleFromStartToTearDown) {
+  variables["LOG_LEVEL"] = "7";
+  const ProgramResult result =
+      replay(samples({0, 1, 2}), APIS + event(1, 0, {1}) + event(1, 1, {2.5}) + event(2, 2) + event(9, 2));
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_EQ(result.out, "");
+  EXPECT_THAT(linesLike({"@", "<7>ostrel: ", "<6>ostrelReplay: R", "<4>ostrelReplay: 137 ", "<3>"}),
+              ElementsAre("@unlink /dev/shm/shd_navdata-replay", "@unlink /dev/shm/shd_ostrellite",
+                          "@sleep 1", "<4>ostrelReplay: 137 registered entries not found in file :",
+                          "<3>ostrelReplay: Using droneVariant given in args : board",
+                          "@OSTREL_new board default",               //
+                          "@OSTREL_process flags=100", "@usleep 1",  //
+                          "<7>ostrel: call set_motors_armed(armed=1)",
+                          "<7>ostrel: call take_off(altitude=2.5)",  //
+                          "@OSTREL_process flags=101", "@usleep 1",  //
+                          "<7>ostrel: call land()",                  //
+                          "@OSTREL_process flags=102", "@usleep 1",  //
+                          "<6>ostrelReplay: Reached end of replay", "@sleep 1",
+                          "<6>ostrelReplay: Ran 2 steps of ostrel", "@OSTREL_delete"));
+}
+
+struct Indices {
+  const char* label;
+  std::vector<int> indices;
+  std::vector<std::string> lines;  // the tool's own from the first step on
+};
+void PrintTo(const Indices& row, std::ostream* out) {
+  *out << row.label;
+}
+
+class StepIndices : public Replay, public testing::WithParamInterface<Indices> {};
+
+TEST_P(StepIndices, DecideWarningsAndTheEnd) {
+  EXPECT_EQ(replay(samples(GetParam().indices), APIS).exitStatus, 0);
+  const std::vector<std::string> own =
+      linesLike({"<4>ostrelReplay: J", "<4>ostrelReplay: E", "<6>ostrelReplay: R"});
+  EXPECT_EQ(own, GetParam().lines);
+}
+
+constexpr int MOST = std::numeric_limits<int>::max();
+constexpr int LEAST = std::numeric_limits<int>::min();
+const std::string END = "<6>ostrelReplay: Reached end of replay";
+std::string ran(int last) {
+  return "<6>ostrelReplay: Ran " + std::to_string(last) + " steps of ostrel";
+}
+std::string jumped(int steps, int after) {
+  return "<4>ostrelReplay: Jumped " + std::to_string(steps) + " steps after iteration " +
+         std::to_string(after);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, StepIndices,
+                         testing::ValuesIn<Indices>({
+                             {"NoSample", {}, {END, ran(0)}},
+                             {"GapAfterOne", {0, 1, 2, 5}, {jumped(3, 2), END, ran(5)}},
+                             {"GapAfterZero", {0, 4}, {END, ran(4)}},
+                             {"BackwardsAndRepeated", {7, 3, 3}, {END, ran(3)}},
+                             {"LargestGap", {1, MOST}, {jumped(MOST - 1, 1), END, ran(MOST)}},
+                             {"Negative",
+                              {1, -5, 2},
+                              {"<4>ostrelReplay: Error on replay data read : Input/output error", ran(1)}},
+                             {"NegativeLikeTheEnd", {1, -61, 2}, {END, ran(1)}},
+                             {"MostNegative",
+                              {3, LEAST},
+                              {"<4>ostrelReplay: Error on replay data read : Unknown error -2147483648",
+                               ran(3)}},
+                         }),
+                         [](const auto& row) { return std::string(row.param.label); });
+
+TEST_F(Replay, NegativeIndexRunsNoStep) {
+  replay(samples({1, -5}), APIS + event(-5, 2));
+  EXPECT_EQ(linesLike({"@OSTREL_process"}).size(), 1U);
+}
+
+TEST_F(Replay, LogWithoutIndexStaysAtStepZero) {
+  replay(continuousHeader({"inputs.sensors.flags"}) + values({7, 8}), APIS + event(0, 2) + event(9, 2));
+  EXPECT_THAT(linesLike({"@OSTREL_process"}),
+              ElementsAre("@OSTREL_process flags=7", "@OSTREL_process flags=8"));
+  EXPECT_THAT(lines, Contains(ran(0)));
+}
+
+TEST_F(Replay, CallsMetWithTheEndOfTheEventLogAreReportedLost) {
+  variables["LOG_LEVEL"] = "7";
+  replay(samples({0, 1, 2}), APIS + event(1, 2));
+  EXPECT_THAT(lines,
+              Contains("<4>ostrelReplay: Error on replay event read during step 1 : No data available"));
+  EXPECT_THAT(linesLike({"<4>ostrelReplay: Error"}), testing::SizeIs(1));
+  EXPECT_THAT(lines, Not(Contains(HasSubstr("call land"))));
+}
+
+TEST_F(Replay, OrdinaryEndOfTheEventLogIsNotReported) {
+  replay(samples({0, 1}), APIS);
+  EXPECT_THAT(linesLike({"<4>ostrelReplay: Error"}), IsEmpty());
+}
+
+TEST_F(Replay, BlackboxLogHasNoReader) {
+  EXPECT_EQ(replay("TLMB", APIS).exitStatus, 1);
+  EXPECT_EQ(lines.back(), "<3>ostrelReplay: Reader could not be created");
+}
+
+TEST_F(Replay, EventLogIsLegacyWhateverItHolds) {
+  EXPECT_EQ(replay(samples({0}), "TLMB\n").exitStatus, 1);
+  EXPECT_EQ(lines.back(), "<3>ostrelReplay: File doesn't have a 'type' entry");
+}
+
+TEST_F(Replay, DirectoriesAsLogsEndTheSetUp) {
+  const std::string directory = folder.makeDirectory("directory");
+  EXPECT_EQ(run({"-i", directory, "-e", directory, "-d", "board"}).exitStatus, 1);
+  EXPECT_THAT(lines, Contains("<3>ostrelReplay: Could not read " + directory + " : Is a directory"));
+}
+
+struct Variant {
+  const char *label, *continuous, *events, *properties;
+  std::vector<std::string> options;
+  int exitStatus;
+  const char *line, *variant;
+};
+void PrintTo(const Variant& row, std::ostream* out) {
+  *out << row.label;
+}
+
+class VariantSource : public Replay, public testing::WithParamInterface<Variant> {};
+
+TEST_P(VariantSource, IsTheFirstThatHasOne) {
+  const Variant& row = GetParam();
+  variables["SYS_PROP_FILE"] = folder.write("properties", row.properties);
+  EXPECT_EQ(replay(continuousHeader({"index"}, row.continuous), eventHeader("land", "0", "x", row.events),
+                   row.options)
+                .exitStatus,
+            row.exitStatus);
+  EXPECT_THAT(linesLike({"<3>"}), ElementsAre(std::string("<3>ostrelReplay: ") + row.line));
+  EXPECT_THAT(linesLike({"@OSTREL_new"}).size(), row.exitStatus == 0 ? 1U : 0U);
+  if (row.exitStatus == 0) {
+    EXPECT_EQ(linesLike({"@OSTREL_new"}).front(), std::string("@OSTREL_new ") + row.variant + " default");
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, VariantSource,
+    testing::ValuesIn<Variant>({
+        {"CommandLine",
+         "ro.hardware : c\n",
+         "product : e\n",
+         "ro.hardware=p\n",
+         {"-d", "board"},
+         0,
+         "Using droneVariant given in args : board",
+         "board"},
+        {"ContinuousLog",
+         "ro.hardware : c\n",
+         "product : e\n",
+         "ro.hardware=p\n",
+         {},
+         0,
+         "droneVariant found in Data file : c",
+         "c"},
+        {"EventLog",
+         "ro.hardware\n",
+         "product : e\n",
+         "ro.hardware=p\n",
+         {},
+         0,
+         "droneVariant found in Event file : e",
+         "e"},
+        {"Property",
+         "",
+         "",
+         "ro.hardware=p\n",
+         {},
+         0,
+         "droneVariant found from system properties : p",
+         "p"},
+        {"Nowhere",
+         "",
+         "",
+         "ro.hardware=\n",
+         {},
+         1,
+         "No drones variant found in log file and in properties,please give your variant with -d VARIANT",
+         ""},
+    }),
+    [](const auto& row) { return std::string(row.param.label); });
+
+TEST_F(Replay, ExceptionOfAStepTearsDownInOrderAndGoesOn) {
+  variables["PROBE_THROW_AT"] = "2";
+  EXPECT_EQ(replay(samples({0, 1, 2}), APIS).exitStatus, 128 + 6);
+  EXPECT_THAT(linesLike({"@OSTREL_process", "@OSTREL_delete", "terminate"}),
+              ElementsAre("@OSTREL_process flags=100", "@OSTREL_process flags=101", "@OSTREL_delete",
+                          HasSubstr("terminate called")));
+}
+
+}  // namespace
