@@ -27,7 +27,7 @@ TEST_F(Replay, RunsOneStepPerSampleFromStartToTearDown) {
       replay(samples({0, 1, 2}), APIS + event(1, 0, {1}) + event(1, 1, {2.5}) + event(2, 2) + event(9, 2));
   EXPECT_EQ(result.exitStatus, 0);
   EXPECT_EQ(result.out, "");
-  EXPECT_THAT(linesLike({"@", "<7>ostrel: ", "<6>ostrelReplay: R", "<4>ostrelReplay: 137 ", "<3>"}),
+  EXPECT_THAT(linesLike({"@", "<7>ostrel: call", "<6>ostrelReplay: R", "<4>ostrelReplay: 137 ", "<3>"}),
               ElementsAre("@unlink /dev/shm/shd_navdata-replay", "@unlink /dev/shm/shd_ostrellite",
                           "@sleep 1", "<4>ostrelReplay: 137 registered entries not found in file :",
                           "<3>ostrelReplay: Using droneVariant given in args : board",
