@@ -24,8 +24,11 @@ class InputBase {
   /// for it means nothing. The input must outlive every use of that entry. Called once, at set-up.
   virtual void registerArgs(DataRegistry& registry) = 0;
 
-  /// Makes the call with the argument values currently held. 0, or -EPERM when the inputs were not created
-  /// for a replay.
+  /// Makes the call with the argument values currently held.
+  ///
+  ///   0        made
+  ///   -EPERM   the inputs were not created for a replay; nothing is done or logged
+  ///   -ENODEV  logged, but there is no library instance to call
   virtual int apply() = 0;
 
   const std::string name;  ///< the API's name

@@ -22,6 +22,7 @@ extern "C" {
 ///   >= 0        length of the text in `value`
 ///   -EINVAL     no key or no buffer
 ///   -EMSGSIZE   the value, or the default, does not fit; nothing is cut
+///   -EILSEQ     the value holds a NUL, so that no text buffer can hold it whole
 ///   -EFBIG      the file is larger than any property file (1 MiB)
 ///   -errno      the file exists but can't be read
 ///
