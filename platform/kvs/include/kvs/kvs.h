@@ -1,0 +1,133 @@
+#ifndef KVS_KVS_H
+#define KVS_KVS_H
+
+#include <stdbool.h>
+#include <stddef.h>
+
+#include "evloop/evl_loop.h"
+
+/// The settings service: typed values under keys, and clients that are told of every change.
+///
+/// The store is the text file that the environment variable KVS_FILE names when the first client context of
+/// the process is made, or memory alone when it is unset or empty. All contexts of the process share it; it
+/// is closed, and a store in memory forgotten, with the last of them. While it is open no other process can
+/// open it, and what else is written to the file may be lost. A set is in the file when it returns. A store
+/// whose settings are put back to what they were is byte for byte the file that it was, and no file when
+/// there was none.
+///
+/// Single-threaded: all contexts and their loops belong to one thread. Results are 0, or a negated errno.
+
+/// Size of a text value in bytes, its terminating NUL included: any path fits.
+#define KVS_TEXT_MAX 4096
+
+/// Events that a context keeps until its loop is processed. One more takes the place of the oldest one of
+/// the same key, or else of the oldest one, so that a client that stops listening costs no more memory.
+#define KVS_EVENTS_MAX 32
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef enum kvs_type {
+  KVS_TYPE_NONE = 0,  ///< empty: no such setting
+  KVS_TYPE_STRING,
+  KVS_TYPE_BOOL,
+  KVS_TYPE_INT
+} kvs_type;
+
+/// The value of a setting. A plain record, owned by whoever declares it: nothing to release, and assigning
+/// it copies it. All zero is the empty value. The members of other types than the value's mean nothing.
+typedef struct kvs_value {
+  int type;  ///< a kvs_type
+  int integer;
+  bool boolean;
+  char text[KVS_TEXT_MAX];  ///< NUL-terminated; any bytes, not necessarily printable ones
+} kvs_value;
+
+/// A setting as an event shows it. Borrowed: valid until the callback returns.
+typedef struct kvs_entry {
+  const char* key;
+  const kvs_value* value;  ///< the empty value when there is no such setting
+} kvs_entry;
+
+typedef enum kvs_evt {
+  KVS_EVT_STARTED,  ///< the context was started
+  KVS_EVT_CHANGED   ///< a setting was set, perhaps to the value that it already had, or deleted
+} kvs_evt;
+
+/// One client of the service. Made by kvs_ctx_new_client(), owned by the caller.
+typedef struct kvs_ctx kvs_ctx;
+
+/// Told of an event of `ctx`, only from inside evl_loop_wait_and_process() of the loop that it is
+/// registered on. `before` and `after` are arrays of `count` settings, as they were before and after the
+/// event: one for KVS_EVT_CHANGED, none (null pointers) for KVS_EVT_STARTED. May call any operation of the
+/// service but kvs_ctx_destroy() of its own context.
+typedef void (*kvs_cb)(kvs_ctx* ctx, kvs_evt event, const kvs_entry* before, const kvs_entry* after,
+                       size_t count, void* userdata);
+
+/// A new client context, stopped, or null when the store can't be opened: the file is in use by another
+/// process, unreadable, no regular file, larger than 1 MiB, or in a directory that doesn't exist or can't
+/// be written. One error line then names it and says why. A line of the file that is no setting fails
+/// nothing: it is kept as it is and reported by one warning. `callback` (may be null) is called for the
+/// events that no subscription's callback takes.
+kvs_ctx* kvs_ctx_new_client(kvs_cb callback, void* userdata);
+
+/// Attaches the context to `loop`, which delivers its events; they wait until then. The loop is borrowed
+/// until kvs_ctx_evl_loop_unregister() or kvs_ctx_destroy().
+///
+///   0        attached
+///   -EINVAL  no context or no loop
+///   -EBUSY   already on a loop
+///   -errno   the loop can't take it
+int kvs_ctx_evl_loop_register(kvs_ctx* ctx, evl_loop* loop);
+
+/// Detaches the context from `loop`. -EINVAL when it isn't on that loop.
+int kvs_ctx_evl_loop_unregister(kvs_ctx* ctx, evl_loop* loop);
+
+/// From now on every set of `key`, by whichever context of the process, is an event of this one, given to
+/// `callback`, or to the context's own callback when that is null. A second call for a key replaces the
+/// first. -EINVAL: no context, or a key that is none: null, empty, or with blanks or control characters.
+int kvs_ctx_subscribe(kvs_ctx* ctx, const char* key, kvs_cb callback, void* userdata);
+
+/// Starts delivery: one KVS_EVT_STARTED, then the changes of what the context has subscribed to or sets
+/// itself. -EINVAL: no context; -EALREADY: started before.
+int kvs_ctx_start(kvs_ctx* ctx);
+
+/// Ends delivery and drops the events not yet delivered. -EINVAL: no context.
+int kvs_ctx_stop(kvs_ctx* ctx);
+
+/// Releases a context, in any state; null does nothing.
+void kvs_ctx_destroy(kvs_ctx* ctx);
+
+/// Reads the current value of `key`. -ENOENT: no such setting; -EINVAL: no context, key or value. After a
+/// failure `value` is empty.
+int kvs_ctx_get(kvs_ctx* ctx, const char* key, kvs_value* value);
+
+/// Sets `key` to `value`; the empty value deletes the setting, also one that doesn't exist. Success is one
+/// event to this context when it is started, whether or not it has subscribed to the key, and to every
+/// other started one that has. After a failure there is no event, and memory and file hold the value as
+/// before.
+///
+///   0           set
+///   -EINVAL     no context, key or value, or a value of no known type
+///   -EMSGSIZE   a text without its NUL within KVS_TEXT_MAX bytes
+///   -EFBIG      the store would outgrow 1 MiB
+///   -errno      the file can't be written (-ENOSPC, -EACCES, ...); one warning line names it
+int kvs_ctx_set(kvs_ctx* ctx, const char* key, const kvs_value* value);
+
+/// kvs_ctx_set() with a value of one type; a null text is -EINVAL.
+int kvs_ctx_set_string(kvs_ctx* ctx, const char* key, const char* text);
+int kvs_ctx_set_bool(kvs_ctx* ctx, const char* key, bool boolean);
+int kvs_ctx_set_int(kvs_ctx* ctx, const char* key, int integer);
+
+/// Makes `value`, whatever it held, the empty value.
+void kvs_value_init(kvs_value* value);
+
+/// Makes `target` a copy of `source`, independent of it. -EINVAL: one of them is null; nothing is copied.
+int kvs_value_copy(kvs_value* target, const kvs_value* source);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,215 @@
+#include "kvs/kvs.h"
+
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <syslog.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <deque>
+#include <map>
+
+#include "logservice/log.h"
+#include "settings_file.hpp"
+
+namespace {
+
+struct Listener {
+  kvs_cb callback;
+  void* userdata;
+};
+
+struct Event {
+  kvs_evt kind;
+  std::string key;
+  kvs_value before;
+  kvs_value after;
+};
+
+}  // namespace
+
+struct kvs_ctx {
+  Listener listener;
+  std::shared_ptr<kvs::SettingsFile> settings;
+  kvs::UniqueFd wakeUp;  ///< an eventfd, readable while events wait
+  evl_loop* loop = nullptr;
+  bool started = false;
+  std::map<std::string, Listener> subscriptions{};
+  std::deque<Event> events{};
+};
+
+namespace {
+
+std::vector<kvs_ctx*>& contexts() {
+  static std::vector<kvs_ctx*> all;
+  return all;
+}
+
+void enqueue(kvs_ctx& ctx, const Event& event) {
+  if (ctx.events.size() >= KVS_EVENTS_MAX) {
+    const auto same = std::find_if(ctx.events.begin(), ctx.events.end(), [&](const Event& waiting) {
+      return waiting.kind == event.kind && waiting.key == event.key;
+    });
+    ctx.events.erase(same != ctx.events.end() ? same : ctx.events.begin());
+  }
+  ctx.events.push_back(event);
+  eventfd_write(ctx.wakeUp.get(), 1);
+}
+
+void call(kvs_ctx* ctx, const Event& event) {
+  const auto subscription = ctx->subscriptions.find(event.key);
+  const bool isTaken = subscription != ctx->subscriptions.end() && subscription->second.callback != nullptr;
+  const Listener listener = isTaken ? subscription->second : ctx->listener;
+  if (listener.callback == nullptr) return;
+
+  if (event.kind == KVS_EVT_STARTED) {
+    listener.callback(ctx, event.kind, nullptr, nullptr, 0, listener.userdata);
+    return;
+  }
+  const kvs_entry before{event.key.c_str(), &event.before};
+  const kvs_entry after{event.key.c_str(), &event.after};
+  listener.callback(ctx, event.kind, &before, &after, 1, listener.userdata);
+}
+
+/// The loop's callback: delivers the events that wait now. One that a callback brings about waits for the
+/// next round, so that a client that answers each change with a set doesn't keep its loop from returning.
+void deliver(int fd, uint32_t, void* userdata) {
+  auto* ctx = static_cast<kvs_ctx*>(userdata);
+  eventfd_t ignored = 0;
+  eventfd_read(fd, &ignored);
+  for (size_t left = ctx->events.size(); left > 0 && !ctx->events.empty() && ctx->loop != nullptr; --left) {
+    const Event event = std::move(ctx->events.front());
+    ctx->events.pop_front();
+    call(ctx, event);
+  }
+  if (!ctx->events.empty()) eventfd_write(fd, 1);
+}
+
+/// 0 for a value that can be stored, else the result for the one who set it.
+int check(const kvs_value& value) {
+  if (value.type < KVS_TYPE_NONE || value.type > KVS_TYPE_INT) return -EINVAL;
+  const bool isUnterminated = std::memchr(value.text, '\0', sizeof(value.text)) == nullptr;
+  return value.type == KVS_TYPE_STRING && isUnterminated ? -EMSGSIZE : 0;
+}
+
+}  // namespace
+
+kvs_ctx* kvs_ctx_new_client(kvs_cb callback, void* userdata) {
+  kvs::UniqueFd wakeUp(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
+  if (wakeUp.get() < 0) {
+    log_print("kvs", LOG_ERR, "Can't make a settings client: %s", strerror(errno));
+    return nullptr;
+  }
+  std::shared_ptr<kvs::SettingsFile> settings;
+  if (contexts().empty()) {
+    const char* name = std::getenv("KVS_FILE");
+    settings = kvs::SettingsFile::open(name == nullptr ? "" : name);
+  } else {
+    settings = contexts().front()->settings;
+  }
+  if (settings == nullptr) return nullptr;
+  auto* ctx = new kvs_ctx{{callback, userdata}, std::move(settings), std::move(wakeUp)};
+  contexts().push_back(ctx);
+  return ctx;
+}
+
+int kvs_ctx_evl_loop_register(kvs_ctx* ctx, evl_loop* loop) {
+  if (ctx == nullptr || loop == nullptr) return -EINVAL;
+  if (ctx->loop != nullptr) return -EBUSY;
+  const int result = evl_loop_add_fd(loop, ctx->wakeUp.get(), EPOLLIN, deliver, ctx);
+  if (result == 0) ctx->loop = loop;
+  return result;
+}
+
+int kvs_ctx_evl_loop_unregister(kvs_ctx* ctx, evl_loop* loop) {
+  if (ctx == nullptr || loop == nullptr || ctx->loop != loop) return -EINVAL;
+  ctx->loop = nullptr;
+  return evl_loop_remove_fd(loop, ctx->wakeUp.get());
+}
+
+int kvs_ctx_subscribe(kvs_ctx* ctx, const char* key, kvs_cb callback, void* userdata) {
+  if (ctx == nullptr || key == nullptr || !kvs::isKey(key)) return -EINVAL;
+  ctx->subscriptions.insert_or_assign(key, Listener{callback, userdata});
+  return 0;
+}
+
+int kvs_ctx_start(kvs_ctx* ctx) {
+  if (ctx == nullptr) return -EINVAL;
+  if (ctx->started) return -EALREADY;
+  ctx->started = true;
+  enqueue(*ctx, {KVS_EVT_STARTED, {}, {}, {}});
+  return 0;
+}
+
+int kvs_ctx_stop(kvs_ctx* ctx) {
+  if (ctx == nullptr) return -EINVAL;
+  ctx->started = false;
+  ctx->events.clear();
+  return 0;
+}
+
+void kvs_ctx_destroy(kvs_ctx* ctx) {
+  if (ctx == nullptr) return;
+  if (ctx->loop != nullptr) evl_loop_remove_fd(ctx->loop, ctx->wakeUp.get());
+  contexts().erase(std::find(contexts().begin(), contexts().end(), ctx));
+  delete ctx;
+}
+
+int kvs_ctx_get(kvs_ctx* ctx, const char* key, kvs_value* value) {
+  if (value == nullptr) return -EINVAL;
+  kvs_value_init(value);
+  if (ctx == nullptr || key == nullptr || !kvs::isKey(key)) return -EINVAL;
+  if (ctx->settings->get(key, *value)) return 0;
+  kvs_value_init(value);
+  return -ENOENT;
+}
+
+int kvs_ctx_set(kvs_ctx* ctx, const char* key, const kvs_value* value) {
+  if (ctx == nullptr || key == nullptr || !kvs::isKey(key) || value == nullptr) return -EINVAL;
+  if (const int result = check(*value); result < 0) return result;
+
+  Event event{KVS_EVT_CHANGED, key, {}, *value};
+  kvs_ctx_get(ctx, key, &event.before);
+  if (const int result = ctx->settings->set(event.key, *value); result < 0) return result;
+  for (kvs_ctx* client : contexts()) {
+    if (client->started && (client == ctx || client->subscriptions.count(event.key) != 0))
+      enqueue(*client, event);
+  }
+  return 0;
+}
+
+int kvs_ctx_set_string(kvs_ctx* ctx, const char* key, const char* text) {
+  if (text == nullptr) return -EINVAL;
+  kvs_value value{};
+  value.type = KVS_TYPE_STRING;
+  const size_t length = strnlen(text, sizeof(value.text));
+  if (length == sizeof(value.text)) return -EMSGSIZE;
+  std::memcpy(value.text, text, length);
+  return kvs_ctx_set(ctx, key, &value);
+}
+
+int kvs_ctx_set_bool(kvs_ctx* ctx, const char* key, bool boolean) {
+  kvs_value value{};
+  value.type = KVS_TYPE_BOOL;
+  value.boolean = boolean;
+  return kvs_ctx_set(ctx, key, &value);
+}
+
+int kvs_ctx_set_int(kvs_ctx* ctx, const char* key, int integer) {
+  kvs_value value{};
+  value.type = KVS_TYPE_INT;
+  value.integer = integer;
+  return kvs_ctx_set(ctx, key, &value);
+}
+
+void kvs_value_init(kvs_value* value) {
+  if (value != nullptr) *value = kvs_value{};
+}
+
+int kvs_value_copy(kvs_value* target, const kvs_value* source) {
+  if (target == nullptr || source == nullptr) return -EINVAL;
+  *target = *source;
+  return 0;
+}
