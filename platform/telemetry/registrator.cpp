@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 
 #include "telemetry/producer.hpp"
 
@@ -12,8 +13,18 @@ int Registrator::regInternal(void* address, const std::string& /*section*/, cons
   if (address == nullptr || name.empty() || elementBytes == 0 || count == 0) return -EINVAL;
   const auto sameName = [&name](const Variable& variable) { return variable.name == name; };
   if (std::any_of(registered.begin(), registered.end(), sameName)) return -EEXIST;
-  registered.push_back({address, name, type, elementBytes, count});
+  registered.push_back({{name, type, count, elementBytes}, address});
+  totalBytes += elementBytes * count;
   return 0;
+}
+
+void Registrator::pack(void* sample) const {
+  auto* out = static_cast<unsigned char*>(sample);
+  for (const Variable& variable : registered) {
+    const std::size_t bytes = variable.elementBytes * variable.count;
+    std::memcpy(out, variable.address, bytes);
+    out += bytes;
+  }
 }
 
 }  // namespace telemetry::internal

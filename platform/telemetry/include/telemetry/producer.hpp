@@ -1,25 +1,12 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <ctime>
 #include <string>
+#include <utility>
 #include <vector>
 
-/// The type of one telemetry variable, as blackbox logs number it.
-enum tlm_var_type : std::uint32_t {
-  TLM_VAR_BOOL = 0,
-  TLM_VAR_UINT8 = 1,
-  TLM_VAR_INT8 = 2,
-  TLM_VAR_UINT16 = 3,
-  TLM_VAR_INT16 = 4,
-  TLM_VAR_UINT32 = 5,
-  TLM_VAR_INT32 = 6,
-  TLM_VAR_UINT64 = 7,
-  TLM_VAR_INT64 = 8,
-  TLM_VAR_FLOAT = 9,
-  TLM_VAR_DOUBLE = 10,
-};
+#include "telemetry/var_desc.hpp"
 
 namespace telemetry {
 namespace internal {
@@ -28,12 +15,8 @@ namespace internal {
 class Registrator {
  public:
   /// One registered variable. The storage stays the owner's and must outlive the registrator.
-  struct Variable {
+  struct Variable : VarDesc {
     const void* address;
-    std::string name;
-    tlm_var_type type;
-    std::size_t elementBytes;
-    std::size_t count;
   };
 
   /// Registers the variable at `address` for publication in `section`.
@@ -48,15 +31,29 @@ class Registrator {
                   unsigned long elementBytes, unsigned long count, unsigned int flags, timespec* timestamp,
                   unsigned long timestampCount);
 
+  /// The variables in the order of their registration.
   const std::vector<Variable>& variables() const { return registered; }
+
+  /// The same without their addresses: the description of a section that holds them.
+  std::vector<VarDesc> descriptions() const { return {registered.begin(), registered.end()}; }
+
+  /// Size of one sample: the values of all variables back to back, in the order of their registration.
+  std::size_t sampleBytes() const { return totalBytes; }
+
+  /// Writes one sample of the variables' present values: sampleBytes() bytes at `sample`.
+  void pack(void* sample) const;
 
  private:
   std::vector<Variable> registered;
+  std::size_t totalBytes = 0;
 };
 
 }  // namespace internal
 
 /// Publishes the registered variables, sample by sample, under one section name.
+///
+/// The producer only gathers values. Who logs them describes the section once with descriptions() and takes
+/// a sample with pack() at every step; a variable registered in between changes both.
 class Producer : public internal::Registrator {
  public:
   explicit Producer(std::string sectionName) : section(std::move(sectionName)) {}
