@@ -1,0 +1,159 @@
+#include "telemetry/blackbox_writer.hpp"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "blackbox_format.hpp"
+
+namespace telemetry {
+namespace {
+
+constexpr std::size_t gatheredBytes = 64UL * 1024;
+
+}  // namespace
+
+BlackboxWriter::~BlackboxWriter() {
+  close();
+}
+
+int BlackboxWriter::open(const std::string& path, const std::map<std::string, std::string>& header) {
+  if (file >= 0) return -EBUSY;
+  file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (file < 0) return -errno;
+  status = 0;
+
+  // Room for the largest sample on top of what is gathered, so that none allocates.
+  pending.reserve(gatheredBytes + sizeof(format::BlockHeader) + format::maxPayloadBytes);
+  put(format::magic, sizeof format::magic);
+  putNumber(format::version);
+  beginBlock();
+  putNumber(static_cast<std::uint32_t>(header.size()));
+  for (const auto& [key, value] : header) {
+    putText(key);
+    putText(value);
+  }
+  int result = endBlock(format::HEADER, 0);
+  if (result == 0) result = flush();
+  if (result == 0) return 0;
+  status = result;
+  return close();
+}
+
+int BlackboxWriter::addSection(const std::string& name, const std::vector<VarDesc>& variables) {
+  if (status == 0 && sectionBytes.size() == format::maxSections) return -ENOBUFS;
+  const int result = describeSection(format::SECTION_ADDED, nextId, name, variables);
+  return result < 0 ? result : static_cast<int>(nextId++);
+}
+
+int BlackboxWriter::changeSection(unsigned int id, const std::string& name,
+                                  const std::vector<VarDesc>& variables) {
+  if (status == 0 && sectionBytes.count(id) == 0) return -EINVAL;
+  return describeSection(format::SECTION_CHANGED, id, name, variables);
+}
+
+int BlackboxWriter::describeSection(std::uint32_t kind, unsigned int id, const std::string& name,
+                                    const std::vector<VarDesc>& variables) {
+  if (status < 0) return status;
+  std::size_t sampleBytes = 0;
+  for (const VarDesc& variable : variables) {
+    if (variable.elementBytes == 0 || variable.count == 0) return -EINVAL;
+    if (!format::addVariable(variable, sampleBytes)) return -EMSGSIZE;
+  }
+  beginBlock();
+  putText(name);
+  putNumber(static_cast<std::uint32_t>(variables.size()));
+  for (const VarDesc& variable : variables) {
+    putText(variable.name);
+    putNumber(variable.type);
+    putNumber(static_cast<std::uint32_t>(variable.elementBytes));
+    put(&variable.count, sizeof variable.count);
+  }
+  const int result = endBlock(kind, id);
+  if (result == 0) sectionBytes[id] = sampleBytes;
+  return result;
+}
+
+int BlackboxWriter::removeSection(unsigned int id) {
+  if (status < 0) return status;
+  if (sectionBytes.erase(id) == 0) return -EINVAL;
+  beginBlock();
+  return endBlock(format::SECTION_REMOVED, id);
+}
+
+int BlackboxWriter::sample(unsigned int id, const timespec& time, const void* bytes, std::size_t size) {
+  if (status < 0) return status;
+  const auto section = sectionBytes.find(id);
+  if (section == sectionBytes.end() || section->second != size) return -EINVAL;
+  const format::SampleTime recorded{time.tv_sec, time.tv_nsec};
+  beginBlock();
+  put(&recorded, sizeof recorded);
+  put(bytes, size);
+  return endBlock(format::SAMPLE, id);
+}
+
+int BlackboxWriter::flush() {
+  if (status < 0) return status;
+  std::size_t written = 0;
+  while (written < pending.size()) {
+    const ssize_t count = write(file, pending.data() + written, pending.size() - written);
+    if (count >= 0) {
+      written += static_cast<std::size_t>(count);
+    } else if (errno != EINTR) {
+      return status = -errno;
+    }
+  }
+  pending.clear();
+  return 0;
+}
+
+int BlackboxWriter::close() {
+  if (status == 0) {
+    beginBlock();
+    if (endBlock(format::END, 0) == 0) flush();
+  }
+  int result = status;
+  if (file >= 0 && ::close(file) < 0 && result == 0) result = -errno;
+  file = -1;
+  status = -EBADF;
+  nextId = 0;
+  sectionBytes.clear();
+  pending.clear();
+  return result;
+}
+
+void BlackboxWriter::beginBlock() {
+  blockStart = pending.size();
+  pending.resize(blockStart + sizeof(format::BlockHeader));
+}
+
+void BlackboxWriter::put(const void* bytes, std::size_t size) {
+  const auto* first = static_cast<const unsigned char*>(bytes);
+  pending.insert(pending.end(), first, first + size);
+}
+
+void BlackboxWriter::putText(const std::string& text) {
+  putNumber(static_cast<std::uint32_t>(text.size()));
+  put(text.data(), text.size());
+}
+
+/// Seals the block begun last. One that is too large is dropped again.
+int BlackboxWriter::endBlock(std::uint32_t kind, unsigned int id) {
+  const std::size_t payloadStart = blockStart + sizeof(format::BlockHeader);
+  const std::size_t payloadBytes = pending.size() - payloadStart;
+  if (payloadBytes > format::maxPayloadBytes) {
+    pending.resize(blockStart);
+    return -EMSGSIZE;
+  }
+  format::BlockHeader block{kind, id, static_cast<std::uint32_t>(payloadBytes),
+                            format::checksum(pending.data() + payloadStart, payloadBytes), 0};
+  block.headerChecksum = format::headerChecksum(block);
+  std::memcpy(pending.data() + blockStart, &block, sizeof block);
+  return pending.size() < gatheredBytes ? 0 : flush();
+}
+
+}  // namespace telemetry

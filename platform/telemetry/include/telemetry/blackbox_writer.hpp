@@ -1,0 +1,74 @@
+#pragma once
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "telemetry/var_desc.hpp"
+
+namespace telemetry {
+
+/// Writes one blackbox log, as BlackboxReaderItf reads it.
+///
+/// Blocks are gathered in memory and handed to the kernel when 64 KiB have come together, at flush() and at
+/// close(). Results are 0 (or an id) or a negated errno. When the file can't be written (-ENOSPC, -EFBIG,
+/// -EIO, ...), that operation and all later ones up to close() return the same error: the log then ends
+/// where the kernel stopped. Misuse (-EBADF when no log is open, -EINVAL, -EMSGSIZE) changes nothing.
+/// Nothing is logged. Single-threaded.
+class BlackboxWriter {
+ public:
+  BlackboxWriter() = default;
+  BlackboxWriter(const BlackboxWriter&) = delete;
+  BlackboxWriter& operator=(const BlackboxWriter&) = delete;
+
+  /// Closes the log; call close() to learn whether all of it was written.
+  ~BlackboxWriter();
+
+  /// Creates the log, or empties the file that is there (mode 0666 less the umask), and writes its header
+  /// values through to the kernel. -EBUSY while a log is open; after any other error none is. -EMSGSIZE
+  /// when the values need more than 1 MiB.
+  int open(const std::string& path, const std::map<std::string, std::string>& header);
+
+  /// Begins a section of these variables, in this order in every sample. The result is its id, never used
+  /// again in this log. -EINVAL for a variable without bytes, -EMSGSIZE when the description or a sample
+  /// would be larger than 1 MiB, -ENOBUFS when 256 sections exist.
+  int addSection(const std::string& name, const std::vector<VarDesc>& variables);
+
+  /// Gives section `id` another name and other variables. -EINVAL when there is none; else as addSection().
+  int changeSection(unsigned int id, const std::string& name, const std::vector<VarDesc>& variables);
+
+  /// Ends section `id`. -EINVAL when there is none.
+  int removeSection(unsigned int id);
+
+  /// Adds a sample of section `id`, taken at `time` (kept as it is): its variables' values back to back.
+  /// -EINVAL when there is no such section or `size` is not that of its sample. Allocates nothing.
+  int sample(unsigned int id, const timespec& time, const void* bytes, std::size_t size);
+
+  /// Hands all that is gathered to the kernel, which puts it on the disk in its own time.
+  int flush();
+
+  /// Ends the log and closes the file. The result tells whether all of the log was handed over.
+  int close();
+
+ private:
+  int describeSection(std::uint32_t kind, unsigned int id, const std::string& name,
+                      const std::vector<VarDesc>& variables);
+  void beginBlock();
+  void put(const void* bytes, std::size_t size);
+  void putNumber(std::uint32_t number) { put(&number, sizeof number); }
+  void putText(const std::string& text);
+  int endBlock(std::uint32_t kind, unsigned int id);
+
+  int file = -1;
+  int status = -EBADF;  ///< what every operation returns once it is not 0
+  unsigned int nextId = 0;
+  std::map<unsigned int, std::size_t> sectionBytes;
+  std::vector<unsigned char> pending;
+  std::size_t blockStart = 0;
+};
+
+}  // namespace telemetry
