@@ -1,0 +1,96 @@
+#include "ostrelLog/FlightPlan.hpp"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "ostrel/follow_me.hpp"
+
+namespace {
+
+constexpr double HIGHEST_ALTITUDE = 8.0;  // m: above the reach of both range sensors
+constexpr double FOLLOW_DISTANCE = 6.0;   // m
+constexpr double QUARTER_TURN = 1.5707963267948966;
+constexpr double FASTEST_TURN = 3.0;   // rad/s
+constexpr double FASTEST_LEG = 4.0;    // m/s
+constexpr double LONGEST_LEG = 400.0;  // m: a long flight goes round the same square more slowly
+
+/// Collects calls at a time that only moves forward.
+class Schedule {
+ public:
+  Schedule(int stepCount, int stepRate) : steps(stepCount), rate(stepRate) {}
+
+  void wait(double seconds) { now += seconds; }
+
+  /// Adds a call at the step nearest to the present time, none later than the last.
+  void call(std::string api, std::vector<CallArgument> arguments = {}) {
+    const auto step = static_cast<int>(std::min(now * rate + 0.5, steps - 1.0));
+    calls.push_back({step, std::move(api), std::move(arguments)});
+  }
+
+  /// Stands still but for a turn when `forward` is 0, flies ahead otherwise.
+  void setVelocity(double forward, double yawRate) {
+    call("set_velocity", {{"vx", forward}, {"vy", 0.0}, {"vz", 0.0}, {"yaw_rate", yawRate}});
+  }
+
+  /// Sets the home position, which is first known with an error.
+  void setHome(double metresOff) {
+    call("set_home",
+         {{"amsl_altitude", FlightOrigin::AMSL_ALTITUDE + metresOff},
+          {"latitude", FlightOrigin::LATITUDE + metresOff / FlightOrigin::METRES_PER_DEGREE_LATITUDE},
+          {"longitude", FlightOrigin::LONGITUDE + metresOff / FlightOrigin::METRES_PER_DEGREE_LONGITUDE}});
+  }
+
+  void setFollowMe(double distance, FOLLOW_ME_TRAJECTORY_TYPE trajectory) {
+    call("set_follow_me", {{"distance", distance}, {"trajectory", static_cast<double>(trajectory)}});
+  }
+
+  std::vector<ApiCall> calls;
+
+ private:
+  int steps;
+  int rate;
+  double now = 0.0;  // s
+};
+
+}  // namespace
+
+std::vector<ApiCall> planFlight(int steps, int rate) {
+  const double duration = static_cast<double>(steps) / rate;
+  const double warmUp = std::min(0.06 * duration, 10.0);
+  const double climb = std::min(0.16 * duration, 10.0);
+  const double landing = std::min(0.24 * duration, 30.0);
+  // No higher than the landing has time for: falling off with the square, as slow starts and stops do.
+  const double altitude = std::min(HIGHEST_ALTITUDE, 0.14 * landing * landing);
+  const double side = (duration - warmUp - climb - landing) / 4.0;
+  const double hold = 0.35 * side;
+  const double leg = side - hold;
+  const double speed = std::min(FASTEST_LEG, LONGEST_LEG / leg);
+  const double yawRate = std::min(FASTEST_TURN, QUARTER_TURN / hold);
+
+  Schedule schedule(steps, rate);
+  schedule.setHome(2.5);
+  schedule.wait(0.5 * warmUp);
+  schedule.call("set_motors_armed", {{"armed", 1.0}});
+  schedule.wait(0.5 * warmUp);
+  schedule.call("take_off", {{"altitude", altitude}});
+  schedule.wait(climb);
+  for (int corner = 1; corner <= 4; ++corner) {
+    schedule.setVelocity(speed, 0.0);
+    schedule.wait(leg);
+    schedule.setVelocity(0.0, yawRate);
+    if (corner == 2) schedule.setFollowMe(FOLLOW_DISTANCE, FOLLOW_ME_TRAJECTORY_ORBIT);
+    if (corner == 3) schedule.setHome(0.8);
+    schedule.wait(hold);
+    if (corner == 2) schedule.setFollowMe(0.0, FOLLOW_ME_TRAJECTORY_NONE);
+  }
+  schedule.setVelocity(0.0, 0.0);
+  schedule.call("land");
+  schedule.wait(0.9 * landing);
+  schedule.call("set_motors_armed", {{"armed", 0.0}});
+
+  // Stored beyond the last sample, by the number of its step: see the declaration.
+  schedule.setHome(0.0);
+  schedule.calls.back().step = steps;
+  return std::move(schedule.calls);
+}

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <vector>
+
+#include "ostrelLog/ApiCall.hpp"
+
+/// Where simulated flights start, and what their GPS and home positions count from.
+namespace FlightOrigin {
+constexpr double LATITUDE = 45.0;                        ///< degrees
+constexpr double LONGITUDE = 7.0;                        ///< degrees
+constexpr double AMSL_ALTITUDE = 240.0;                  ///< m above mean sea level
+constexpr double METRES_PER_DEGREE_LATITUDE = 111132.0;  ///< at that latitude
+constexpr double METRES_PER_DEGREE_LONGITUDE = 78847.0;  ///< at that latitude
+}  // namespace FlightOrigin
+
+/// The calls of a flight of `steps` steps (1 or more) at `rate` steps a second, in ascending order of their
+/// steps: arming, take-off, the four legs of a square with a turning hold after each, landing, disarming.
+///
+/// Take-off and landing take at most the seconds they need; the square stretches over the rest. A short
+/// flight stays low, so that it has landed before it ends.
+///
+/// The last call stands at step `steps`, one beyond the last sample. A replay drops the calls of the step
+/// that meets the end of the event log, and no sample ever asks for that one.
+std::vector<ApiCall> planFlight(int steps, int rate);

@@ -1,0 +1,324 @@
+#include "ostrelLog/FlightSimulation.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <limits>
+
+#include "ostrelLog/FlightPlan.hpp"
+
+namespace {
+
+constexpr std::int64_t NANOSECONDS = 1'000'000'000;  // in a second
+
+constexpr std::int64_t BOOT_SECONDS = 60;               // from boot to the first step
+constexpr std::uint64_t UTC_START = 1'718'452'800'000;  // of the first step, ms
+constexpr double FULL_CHARGE = 4920.0;                  // mAh
+constexpr double RESERVE = 0.08;              // of the full charge: a flight may outlast the battery
+constexpr double GROUND_CLEARANCE = 0.04;     // m from the ground to the range sensors
+constexpr double ULTRASOUND_REACH = 6.0;      // m
+constexpr double ULTRASOUND_FAR_MODE = 2.0;   // m: above, pulses are longer
+constexpr double TIME_OF_FLIGHT_REACH = 4.0;  // m
+constexpr double CARPET_REACH = 2.5;          // m
+constexpr double HOVER_COMMAND = 115.0;       // of a motor, 0 to 255
+constexpr double HOVER_SPEED = 8900.0;        // revolutions per minute
+constexpr int COMMAND_CHANGE = 10;            // of a motor's 0 to 255 that counts as up or down
+constexpr int IDLE_COMMAND = 51;              // 20 % of 255
+
+constexpr Vector3 MAGNETIC_FIELD = {0.224, 0.012, 0.412};  // gauss, in the ground's frame
+
+// What is new in a step.
+enum NewMeasure : std::uint32_t {
+  NEW_IMU = 1,
+  NEW_BARO = 2,
+  NEW_MAGNETO = 4,
+  NEW_GPS = 8,
+  NEW_BATTERY = 16,
+  NEW_MOTORS = 32,
+};
+
+// Measures a second, at most one in a step.
+constexpr std::int64_t BARO_HERTZ = 50;
+constexpr std::int64_t MAGNETO_HERTZ = 50;
+constexpr std::int64_t GPS_HERTZ = 5;
+constexpr std::int64_t BATTERY_HERTZ = 2;
+constexpr std::int64_t MOTORS_HERTZ = 20;
+constexpr std::int64_t ULTRASOUND_HERTZ = 20;
+constexpr std::int64_t TIME_OF_FLIGHT_HERTZ = 40;
+constexpr std::int64_t CARPET_HERTZ = 10;
+constexpr std::int64_t VERTICAL_CAMERA_HERTZ = 15;
+constexpr std::int64_t STEREO_CAMERA_HERTZ = 30;
+constexpr std::int64_t OPTICAL_FLOW_HERTZ = 60;
+
+// From the picture to its result, in nanoseconds.
+constexpr std::int64_t CAMERA_LATENCY = 35'000'000;
+constexpr std::int64_t CARPET_LATENCY = 60'000'000;
+constexpr std::uint64_t REFERENCE_IMAGES = 12;  // one in so many becomes what the next are compared with
+
+sensor_vector narrowed(const Vector3& value) {
+  return {static_cast<float>(value.x), static_cast<float>(value.y), static_cast<float>(value.z)};
+}
+
+/// Pressure of the standard atmosphere in Pa, at a height above the sea in metres: the power law's first
+/// terms, good to a tenth of a pascal up to 1000 m.
+double standardPressure(double altitude) {
+  const double ratio = 2.25577e-5 * altitude;
+  return 101325.0 * (1.0 - ratio * (5.25588 - ratio * (11.18420 - ratio * 12.13837)));
+}
+
+}  // namespace
+
+FlightSimulation::FlightSimulation(int stepRate, std::uint64_t seed)
+    : rate(stepRate),
+      samplesPerStep(stepRate <= 250   ? 4
+                     : stepRate <= 500 ? 2
+                                       : 1),
+      noise(seed) {
+  wander(gyroBias, 0.003, 0.01);
+  wander(accelerometerBias, 0.03, 0.1);
+  wander(gpsError, 0.4, 1.5);
+}
+
+void FlightSimulation::step(sensors_data& sensors) {
+  flyInertialSamples(sensors.imu);
+  sensors.flags = NEW_IMU;
+
+  groundRange = (motion.height() + GROUND_CLEARANCE) / motion.axes.down.z;
+  const double load = motorLoad();
+  boardTemperature += (24.0 + 16.0 * load - boardTemperature) / (120.0 * rate);
+  current = 0.4 + 15.0 * load;  // A
+  charge = std::max(RESERVE, charge - current / (3.6 * FULL_CHARGE * rate));
+
+  sensors.baro.flags = 0;
+  sensors.tof_vertical.flags = 0;
+  if (due(BARO_HERTZ)) measurePressure(sensors.baro);
+  if (due(TIME_OF_FLIGHT_HERTZ)) measureTimeOfFlight(sensors.tof_vertical);
+  if (due(ULTRASOUND_HERTZ)) measureUltrasound(sensors.us);
+  if (due(CARPET_HERTZ)) detectCarpet(sensors.carpet_detection);
+  // Each camera has its own error; the one that looks down needs some height to see enough.
+  if (due(VERTICAL_CAMERA_HERTZ)) matchFeatures(sensors.vcam_position, verticalCameraDrift, 0.8);
+  if (due(STEREO_CAMERA_HERTZ)) matchFeatures(sensors.fstcam_position, stereoCameraDrift, 0.3);
+  if (due(OPTICAL_FLOW_HERTZ)) measureOpticalFlow(sensors.vcam_optical_flow);
+  if (due(MAGNETO_HERTZ)) {
+    measureMagneticField(sensors.magneto);
+    sensors.flags |= NEW_MAGNETO;
+  }
+  if (due(GPS_HERTZ)) {
+    fixPosition(sensors.gps);
+    sensors.flags |= NEW_GPS;
+  }
+  if (due(BATTERY_HERTZ)) {
+    reportBattery(sensors.battery);
+    sensors.flags |= NEW_BATTERY;
+  }
+  if (due(MOTORS_HERTZ)) {
+    measureMotors(sensors.motors);
+    sensors.flags |= NEW_MOTORS;
+  }
+  if (sensors.baro.flags != 0) sensors.flags |= NEW_BARO;
+  ++stepIndex;
+}
+
+/// Whether a sensor with so many measures a second has a new one in this step.
+bool FlightSimulation::due(std::int64_t hertz) const {
+  return stepIndex == 0 || stepIndex * hertz / rate != (stepIndex - 1) * hertz / rate;
+}
+
+/// The time since boot, this many nanoseconds before the last inertial sample.
+timespec FlightSimulation::stamp(std::int64_t latency) const {
+  const std::int64_t time = bootNanoseconds - latency;
+  return {time / NANOSECONDS, time % NANOSECONDS};
+}
+
+sensor_vector FlightSimulation::noisy(const Vector3& value, double sigma) {
+  // One after the other: the order in which a call's arguments draw is up to the compiler.
+  const double x = value.x + noise.bell(sigma);
+  const double y = value.y + noise.bell(sigma);
+  const double z = value.z + noise.bell(sigma);
+  return narrowed({x, y, z});
+}
+
+/// Lets every axis wander by itself, no further from 0 than `limit`.
+void FlightSimulation::wander(Vector3& value, double sigma, double limit) {
+  noise.wander(value.x, sigma, -limit, limit);
+  noise.wander(value.y, sigma, -limit, limit);
+  noise.wander(value.z, sigma, -limit, limit);
+}
+
+/// Power of the motors as a share of what hovering takes.
+double FlightSimulation::motorLoad() const {
+  double load = 0.0;
+  for (std::size_t motor = 0; motor < 4; ++motor) {
+    const double level = motion.motorLevel(motor);
+    load += 0.25 * level * level * level;
+  }
+  return load;
+}
+
+/// The sampler and the control step have clocks of their own: now and then a step already finds the first
+/// sample of the next one.
+void FlightSimulation::flyInertialSamples(sensor_imu_data& imu) {
+  const bool oneMore = samplesPerStep > 1 && noise.oneIn(6);
+  const int count = samplesPerStep + (oneMore ? 1 : 0) - (sampleInAdvance ? 1 : 0);
+  sampleInAdvance = oneMore;
+
+  const std::int64_t samplesPerSecond = std::int64_t{rate} * samplesPerStep;
+  const double vibration = motorLoad();
+  imu = {};
+  imu.nb_samples = static_cast<std::uint8_t>(count);
+  for (int i = 0; i < count; ++i) {
+    motion.advance(1.0 / static_cast<double>(samplesPerSecond));
+    ++sampleCount;
+    bootNanoseconds = BOOT_SECONDS * NANOSECONDS + sampleCount * NANOSECONDS / samplesPerSecond;
+    imu.gyro[i] = noisy(motion.angularRate + gyroBias, 0.002 + 0.015 * vibration);
+    imu.acc[i] = noisy(motion.specificForce + accelerometerBias, 0.02 + 0.3 * vibration);
+    imu.temp[i] = static_cast<float>(boardTemperature + 4.0 + noise.bell(0.02));
+    imu.timestamp[i] = stamp(0);
+  }
+}
+
+void FlightSimulation::measurePressure(sensor_baro_data& baro) {
+  const double altitude = FlightOrigin::AMSL_ALTITUDE + motion.height();
+  baro.pressure = static_cast<float>(standardPressure(altitude) + noise.bell(1.5));
+  baro.temperature = static_cast<float>(boardTemperature + 2.0 + noise.bell(0.05));
+  baro.flags = 1;
+}
+
+void FlightSimulation::measureMagneticField(sensor_magneto_data& magneto) {
+  const sensor_vector field = noisy(motion.axes.toBody(MAGNETIC_FIELD), 0.002);
+  magneto.x = field.x;
+  magneto.y = field.y;
+  magneto.z = field.z;
+  magneto.temperature = static_cast<float>(boardTemperature + 1.0 + noise.bell(0.1));
+}
+
+void FlightSimulation::measureMotors(sensor_motors_data& motors) {
+  motors.braking = motors.ramping = motors.spinning = motors.nominal = motors.idle = 0;
+  for (std::size_t motor = 0; motor < std::size(motors.speeds); ++motor) {
+    sensor_motor_speed& speed = motors.speeds[motor];
+    const double level = motion.motorLevel(motor);
+    const int bit = 1 << motor;
+    const int command = static_cast<int>(std::clamp(level * HOVER_COMMAND, 0.0, 255.0));
+    const int change = command - speed.pwm;
+    if (change <= -COMMAND_CHANGE) motors.braking |= bit;
+    if (change >= COMMAND_CHANGE) motors.ramping |= bit;
+    if (command > 0) motors.spinning |= bit;
+    if (command > 0 && command < IDLE_COMMAND) motors.idle |= bit;
+    if (command >= IDLE_COMMAND) motors.nominal |= bit;
+    const double rotations = command > 0 ? level * HOVER_SPEED + noise.bell(25.0) : 0.0;
+    speed.rpm = static_cast<std::uint16_t>(std::clamp(rotations, 0.0, 65535.0));
+    speed.pwm = static_cast<std::uint8_t>(command);
+    motors.status[motor] = command > 0 ? 1 : 0;
+  }
+  motors.vbat = static_cast<float>(batteryVoltage() + noise.bell(0.02));
+}
+
+/// Without an echo the altitudes are 0.
+void FlightSimulation::measureUltrasound(sensor_us_data& us) {
+  us.altitude = 0.0F;
+  us.altitude_v2 = 0.0F;
+  if (groundRange <= ULTRASOUND_REACH) {
+    us.altitude = static_cast<float>(groundRange + noise.bell(0.008));
+    us.altitude_v2 = static_cast<float>(groundRange + noise.bell(0.004));
+  }
+  us.range_mode = groundRange > ULTRASOUND_FAR_MODE ? 1 : 0;
+  us.measure_index = us.measure_index < std::numeric_limits<int>::max() ? us.measure_index + 1 : 0;
+}
+
+/// Out of reach the distance is 0 and bit 0 of the invalid flags is set.
+void FlightSimulation::measureTimeOfFlight(sensor_tof_data& tof) {
+  const bool valid = groundRange <= TIME_OF_FLIGHT_REACH;
+  const double returned = 1.0 / (1.0 + groundRange * groundRange);  // share of the light
+  tof.distance = valid ? static_cast<float>(groundRange + noise.bell(0.003)) : 0.0F;
+  tof.magnitude = static_cast<float>(2400.0 * returned + noise.bell(4.0));
+  tof.temperature = static_cast<float>(boardTemperature + 1.5 + noise.bell(0.1));
+  tof.ambient = static_cast<float>(55.0 + noise.bell(1.2));
+  tof.invalid_flags = valid ? 0 : 1;
+  tof.qualification = valid ? static_cast<int>(20.0 + 80.0 * returned) : 0;
+  tof.flags = 1;
+}
+
+void FlightSimulation::fixPosition(sensor_gps_data& gps) {
+  wander(gpsError, 0.03, 1.5);
+  const Vector3 position = motion.position + gpsError;
+  gps.location.latitude = FlightOrigin::LATITUDE + position.x / FlightOrigin::METRES_PER_DEGREE_LATITUDE;
+  gps.location.longitude = FlightOrigin::LONGITUDE + position.y / FlightOrigin::METRES_PER_DEGREE_LONGITUDE;
+  gps.location.amsl_altitude = FlightOrigin::AMSL_ALTITUDE - position.z;
+  gps.location.timestamp = UTC_START + static_cast<std::uint64_t>(stepIndex * 1000 / rate);
+
+  noise.wander(horizontalError, 0.01, 0.4, 1.2);
+  noise.wander(verticalError, 0.01, 0.7, 2.0);
+  noise.wander(velocityError, 0.005, 0.1, 0.4);
+  gps.extra_eride.lat_err = static_cast<float>(horizontalError);
+  gps.extra_eride.lon_err = static_cast<float>(horizontalError * 0.9);
+  gps.extra_eride.alt_err = static_cast<float>(verticalError);
+  const sensor_vector velocity = noisy(motion.velocity, 0.05);
+  gps.extra_eride.north_vel = velocity.x;
+  gps.extra_eride.east_vel = velocity.y;
+  gps.extra_eride.up_vel = -velocity.z;
+  gps.extra_eride.vel_sigma = static_cast<float>(velocityError);
+
+  noise.wander(satellites, 0.4, 9.0, 17.0);
+  gps.extra_common.sv_used_cnt = static_cast<int>(satellites);
+  gps.flags = gps.extra_common.sv_used_cnt >= 13 ? 4 : 3;  // with corrections, or a plain fix in space
+}
+
+double FlightSimulation::batteryVoltage() const {
+  return 13.8 + 2.8 * charge - 0.022 * current;
+}
+
+void FlightSimulation::reportBattery(sensor_battery_data& battery) {
+  battery.voltage = static_cast<float>(batteryVoltage() + noise.bell(0.01));
+  battery.current = static_cast<float>(current + noise.bell(0.1));
+  battery.remaining_cap = static_cast<float>(charge * FULL_CHARGE);
+  battery.time_to_empty = static_cast<int>(3.6 * charge * FULL_CHARGE / current);  // s
+  // Three constants of the battery: what it was made for, what it holds when full, and its age, none of
+  // which changes in flight.
+  battery.capacity = 5000;  // mAh
+  battery.full_charge_cap = static_cast<float>(FULL_CHARGE);
+  battery.cycle_count = 23;
+}
+
+/// The carpet lies at the take-off point. Out of sight, its last place stands.
+void FlightSimulation::detectCarpet(sensor_carpet_detection_data& carpet) {
+  carpet.active = length(motion.position) < CARPET_REACH;
+  carpet.nb_targets = 0;
+  if (!carpet.active) return;
+  const sensor_vector place = noisy(motion.axes.toBody(motion.position * -1.0), 0.01);
+  carpet.x = place.x;
+  carpet.y = place.y;
+  carpet.z = place.z;
+  carpet.orientation = static_cast<float>(noise.bell(0.02) - motion.yaw);
+  carpet.nb_targets = groundRange > 0.5 ? 4 : 1;  // from close by, only one is in the picture
+  carpet.ts = stamp(CARPET_LATENCY);
+}
+
+/// The position by features recognised since the last reference image. Below `lowestHeight` there are too
+/// few of them, and the last position stands.
+void FlightSimulation::matchFeatures(sensor_vision_position_data& vision, Vector3& drift,
+                                     double lowestHeight) {
+  const bool tracking = motion.height() >= lowestHeight;
+  vision.ts = stamp(CAMERA_LATENCY);
+  vision.status = tracking ? 1 : 0;
+  vision.discriminable_ft_ratio = static_cast<float>((tracking ? 0.75 : 0.15) + noise.bell(0.04));
+  if (noise.oneIn(REFERENCE_IMAGES)) {
+    vision.last_ref_image_ts = static_cast<std::uint64_t>((bootNanoseconds - CAMERA_LATENCY) / 1000);  // us
+  }
+  if (!tracking) return;
+  wander(drift, 0.004, 1.0);
+  vision.position = noisy(motion.position + drift, 0.01);
+}
+
+void FlightSimulation::measureOpticalFlow(sensor_optical_flow_data& flow) {
+  const bool sharp = groundRange > 0.3;
+  const Vector3 speed = motion.axes.toBody(motion.velocity);
+  flow.ts = stamp(CAMERA_LATENCY);
+  // The ground moves against the vehicle, and turns the other way: rad/s.
+  flow.optical_flow =
+      noisy(Vector3{-speed.x / groundRange, -speed.y / groundRange, -motion.angularRate.z}, 0.01);
+  wander(cameraOffset, 0.0002, 0.02);
+  flow.estimated_camera_offset = narrowed(cameraOffset);
+  flow.quality_indicator = static_cast<float>((sharp ? 0.85 : 0.2) + noise.bell(0.04));
+  flow.nb_valid_zones = static_cast<std::uint32_t>((sharp ? 14.0 : 3.0) + noise.bell(0.7));
+  flow.defined = sharp ? 1 : 0;
+}

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstdint>
+
+#include "ostrelLog/ApiCall.hpp"
+#include "ostrelLog/Noise.hpp"
+#include "ostrelLog/Vector3.hpp"
+#include "ostrelLog/VehicleMotion.hpp"
+#include "registry/SensorRecords.hpp"
+
+/// A vehicle in flight and what its sensors say of it, step by step.
+///
+/// Rate, seed and calls determine every value, to the bit and on every machine: chance comes from the seed
+/// alone, and the arithmetic is that which IEEE 754 fixes (+, -, *, / and the square root). Memory does not
+/// grow with the flight's length.
+class FlightSimulation {
+ public:
+  /// `rate` steps a second, 1 or more.
+  FlightSimulation(int stepRate, std::uint64_t seed);
+
+  /// Obeys a call before the step that it belongs to.
+  void call(const ApiCall& call) { motion.call(call); }
+
+  /// Flies one step and tells what the sensors give at its end. `sensors` is the record of the step before
+  /// (zeroed, before the first one): a sensor without a new measure keeps its last one.
+  void step(sensors_data& sensors);
+
+ private:
+  bool due(std::int64_t hertz) const;
+  timespec stamp(std::int64_t latency) const;
+
+  void flyInertialSamples(sensor_imu_data& imu);
+  void measurePressure(sensor_baro_data& baro);
+  void measureMagneticField(sensor_magneto_data& magneto);
+  void measureMotors(sensor_motors_data& motors);
+  void measureUltrasound(sensor_us_data& us);
+  void measureTimeOfFlight(sensor_tof_data& tof);
+  void fixPosition(sensor_gps_data& gps);
+  void reportBattery(sensor_battery_data& battery);
+  void detectCarpet(sensor_carpet_detection_data& carpet);
+  void matchFeatures(sensor_vision_position_data& vision, Vector3& drift, double lowestHeight);
+  void measureOpticalFlow(sensor_optical_flow_data& flow);
+
+  sensor_vector noisy(const Vector3& value, double sigma);
+  void wander(Vector3& value, double sigma, double limit);
+  double motorLoad() const;
+  double batteryVoltage() const;
+
+  int rate;                          // steps a second
+  int samplesPerStep;                // inertial samples, on average
+  std::int64_t stepIndex = 0;        // of the step under way
+  std::int64_t sampleCount = 0;      // inertial samples so far
+  bool sampleInAdvance = false;      // the last step took one of this step's inertial samples
+  std::int64_t bootNanoseconds = 0;  // time since boot, of the last inertial sample
+
+  Noise noise;
+  VehicleMotion motion;
+  Vector3 gyroBias;                // rad/s
+  Vector3 accelerometerBias;       // m/s^2
+  double boardTemperature = 24.0;  // degrees Celsius
+  double groundRange = 0.0;        // m along the body's axis, from the sensors under the body
+  Vector3 gpsError;                // m, slowly wandering
+  double satellites = 13.0;
+  double horizontalError = 0.6;  // m, as the GPS receiver estimates it
+  double verticalError = 1.0;    // m
+  double velocityError = 0.15;   // m/s
+  double charge = 0.97;          // of a full battery
+  double current = 0.0;          // A
+  Vector3 verticalCameraDrift;   // m
+  Vector3 stereoCameraDrift;     // m
+  Vector3 cameraOffset;          // rad
+};

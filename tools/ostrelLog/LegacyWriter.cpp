@@ -1,0 +1,111 @@
+#include "ostrelLog/LegacyWriter.hpp"
+
+#include <algorithm>
+#include <cerrno>
+
+#include "logfile/ApiArguments.hpp"
+
+// A record goes out as it lies in memory.
+static_assert(sizeof(double) == 8 && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__);
+
+namespace {
+
+/// A line of the header, its line feed included.
+std::string headerLine(const std::string& key, const std::vector<std::string>& values) {
+  std::string line = key;
+  const char* separator = " : ";
+  for (const std::string& value : values) {
+    line += separator + value;
+    separator = ", ";
+  }
+  return line + "\n";
+}
+
+int writeHeader(OutputFile& file, const LogOrigin& origin, const std::string& keyLines) {
+  const std::string header = origin.description + "\n-- Build infos\n" + headerLine("tool", {"ostrelLog"}) +
+                             "-- Navdata infos\n" + keyLines + "-- Data\n";
+  return file.write(header.data(), header.size());
+}
+
+int writeRecord(OutputFile& file, const std::vector<double>& record) {
+  return file.write(record.data(), record.size() * sizeof(double));
+}
+
+std::vector<DataEntryBase*> argumentEntries(const DataEntryBase& apiEntry) {
+  const DataRegistry* arguments = argumentRegistry(apiEntry);
+  return arguments != nullptr ? arguments->entryList : std::vector<DataEntryBase*>();
+}
+
+}  // namespace
+
+LegacyContinuousWriter::LegacyContinuousWriter(const DataRegistry& source) : columns(source.entryList) {
+  std::stable_partition(columns.begin(), columns.end(),
+                        [](const DataEntryBase* entry) { return entry->name == "index"; });
+  record.resize(columns.size());
+}
+
+int LegacyContinuousWriter::begin(OutputFile& target, const LogOrigin& origin) {
+  file = &target;
+  std::vector<std::string> titles;
+  for (const DataEntryBase* column : columns) titles.push_back(column->name);
+  return writeHeader(target, origin,
+                     headerLine("type", {"continuous"}) +
+                         headerLine("nentries", {std::to_string(titles.size())}) +
+                         headerLine("titles", titles) + headerLine("rate", {std::to_string(origin.rate)}) +
+                         headerLine("ro.hardware", {origin.variant}));
+}
+
+int LegacyContinuousWriter::write() {
+  std::transform(columns.begin(), columns.end(), record.begin(),
+                 [](DataEntryBase* column) { return column->toRecordFormat(); });
+  return writeRecord(*file, record);
+}
+
+LegacyEventWriter::LegacyEventWriter() : inputs(false) {
+  for (::Api::InputBase* input : inputs) input->registerArgs(registry);
+  registry.freeze();
+  for (const DataEntryBase* entry : registry.entryList) apis.push_back({entry, argumentEntries(*entry)});
+}
+
+int LegacyEventWriter::begin(OutputFile& target, const LogOrigin& origin) {
+  file = &target;
+  std::vector<std::string> titles;
+  std::vector<std::string> types;
+  std::vector<std::string> counts;
+  std::vector<std::string> names;
+  for (const Api& api : apis) {
+    titles.push_back(api.entry->name);
+    counts.push_back(std::to_string(api.arguments.size()));
+    for (const DataEntryBase* argument : api.arguments) {
+      types.emplace_back(argument->getTypeString());
+      names.push_back(argument->name);
+    }
+    if (api.arguments.empty()) {
+      types.emplace_back("void");
+      names.emplace_back("none");
+    }
+  }
+  return writeHeader(
+      target, origin,
+      headerLine("type", {"events"}) + headerLine("titles", titles) + headerLine("types", types) +
+          headerLine("nentries", {std::to_string(titles.size())}) + headerLine("argNb", counts) +
+          headerLine("argList", names) + headerLine("product", {origin.variant}));
+}
+
+int LegacyEventWriter::write(const ApiCall& call) {
+  const auto api = std::find_if(apis.begin(), apis.end(),
+                                [&call](const Api& known) { return known.entry->name == call.api; });
+  if (api == apis.end() || api->arguments.size() != call.arguments.size()) return -ENOSYS;
+  record = {0.0, static_cast<double>(call.step), static_cast<double>(api - apis.begin())};
+  for (DataEntryBase* entry : api->arguments) {
+    const auto argument =
+        std::find_if(call.arguments.begin(), call.arguments.end(),
+                     [entry](const CallArgument& given) { return given.name == entry->name; });
+    if (argument == call.arguments.end()) return -ENOSYS;
+    double value = argument->value;
+    entry->fromRecord(value);
+    record.push_back(entry->toRecordFormat());
+  }
+  record[0] = static_cast<double>(record.size() * sizeof(double));
+  return writeRecord(*file, record);
+}

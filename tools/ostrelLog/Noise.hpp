@@ -1,0 +1,37 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <random>
+
+/// The source of all chance in a simulated flight.
+///
+/// One seed gives one sequence, on every machine: the generator is fixed by the language, its distributions
+/// are not, so that the shaping is done here with arithmetic that every machine rounds alike.
+class Noise {
+ public:
+  explicit Noise(std::uint64_t seed) : generator(seed) {}
+
+  /// A bell-shaped value with mean 0 and standard deviation `sigma`, within 3.5 sigma: the sum of four
+  /// uniform values, the quarters of one draw.
+  double bell(double sigma) {
+    constexpr std::uint64_t quarter = 0xFFFF;
+    constexpr double mean = 2.0 * 65535.0;
+    constexpr double deviation = 37837.0;  // of the sum: 65536 / sqrt(3)
+    const std::uint64_t bits = generator();
+    const std::uint64_t sum =
+        (bits & quarter) + (bits >> 16U & quarter) + (bits >> 32U & quarter) + (bits >> 48U);
+    return (static_cast<double>(sum) - mean) * (sigma / deviation);
+  }
+
+  /// True once in `many` draws on average.
+  bool oneIn(std::uint64_t many) { return generator() % many == 0; }
+
+  /// Lets `value` wander by one bell-shaped step, without leaving [low, high].
+  void wander(double& value, double sigma, double low, double high) {
+    value = std::clamp(value + bell(sigma), low, high);
+  }
+
+ private:
+  std::mt19937_64 generator;
+};

@@ -1,0 +1,136 @@
+#include "ostrelLog/VehicleMotion.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+constexpr double LONGEST_STEP = 0.002;           // s: every lag below is much slower
+constexpr double HALF_TURN = 3.141592653589793;  // rad
+
+constexpr double CLIMB_SPEED = 2.5;         // m/s
+constexpr double DESCENT_SPEED = 2.5;       // m/s
+constexpr double TOUCH_DOWN_SPEED = 0.4;    // m/s
+constexpr double LARGEST_ACCELERATION = 4;  // m/s^2
+constexpr double DRAG = 0.15;               // m/s^2 for each m/s
+
+// Gains and lags of the controller, in 1/s.
+constexpr double HEIGHT_GAIN = 1.2;
+constexpr double LANDING_GAIN = 0.9;
+constexpr double VELOCITY_GAIN = 2.0;
+constexpr double ACCELERATION_LAG = 6.0;
+constexpr double YAW_LAG = 5.0;
+constexpr double MOTOR_LAG = 12.0;
+
+constexpr double IDLE_LEVEL = 0.3;
+constexpr double MIXING = 0.03;  // motor level for each rad/s
+
+Vector3 limited(const Vector3& vector, double longest) {
+  const double size = length(vector);
+  return size > longest ? vector * (longest / size) : vector;
+}
+
+}  // namespace
+
+void VehicleMotion::call(const ApiCall& call) {
+  if (call.api == "set_motors_armed") {
+    armed = call.value("armed") != 0.0;
+  } else if (call.api == "take_off") {
+    phase = Phase::CLIMBING;
+    wantedHeight = call.value("altitude");
+  } else if (call.api == "set_velocity") {
+    phase = Phase::FLYING;
+    velocitySetpoint = {call.value("vx"), call.value("vy"), call.value("vz")};
+    wantedYawRate = call.value("yaw_rate");
+  } else if (call.api == "land") {
+    phase = Phase::LANDING;
+    wantedYawRate = 0.0;
+  }
+}
+
+void VehicleMotion::advance(double seconds) {
+  const BodyAxes before = axes;
+  const int pieces = static_cast<int>(std::ceil(seconds / LONGEST_STEP));
+  for (int piece = 0; piece < pieces; ++piece) {
+    move(seconds / pieces);
+    turn(seconds / pieces);
+  }
+  tilt();
+  // Two axes turn toward each other's old place by the same angle; the mean of both cancels the second
+  // order.
+  angularRate = Vector3{dot(axes.right, before.down) - dot(axes.down, before.right),
+                        dot(axes.down, before.forward) - dot(axes.forward, before.down),
+                        dot(axes.forward, before.right) - dot(axes.right, before.forward)} *
+                (0.5 / seconds);
+  spinMotors(seconds);
+}
+
+Vector3 VehicleMotion::wantedVelocity() const {
+  if (phase == Phase::LANDING) {
+    return {0.0, 0.0, std::clamp(LANDING_GAIN * height(), TOUCH_DOWN_SPEED, DESCENT_SPEED)};
+  }
+  const double climb = std::clamp(HEIGHT_GAIN * (wantedHeight - height()), -DESCENT_SPEED, CLIMB_SPEED);
+  if (phase != Phase::FLYING) return {0.0, 0.0, -climb};
+  const Vector3 right{-heading.y, heading.x, 0.0};
+  return heading * velocitySetpoint.x + right * velocitySetpoint.y + Vector3{0.0, 0.0, -climb};
+}
+
+void VehicleMotion::move(double seconds) {
+  if (armed && (phase == Phase::CLIMBING || phase == Phase::FLYING)) landed = false;
+  Vector3 wantedAcceleration;
+  if (!landed) {
+    if (phase == Phase::FLYING) wantedHeight -= velocitySetpoint.z * seconds;
+    wantedAcceleration = limited((wantedVelocity() - velocity) * VELOCITY_GAIN, LARGEST_ACCELERATION);
+    velocity = velocity + acceleration * seconds;
+    position = position + velocity * seconds;
+    if (position.z >= 0.0) {
+      position.z = 0.0;
+      velocity.z = std::min(velocity.z, 0.0);
+      landed = phase == Phase::LANDING;
+    }
+  }
+  if (landed) velocity = {};
+  // Lagging behind, on the ground too, so that the tilt that follows from it never jumps.
+  acceleration = acceleration + (wantedAcceleration - acceleration) * (ACCELERATION_LAG * seconds);
+}
+
+void VehicleMotion::turn(double seconds) {
+  const double wantedRate = landed ? 0.0 : wantedYawRate;
+  yawRate += (wantedRate - yawRate) * (YAW_LAG * seconds);
+  const double angle = yawRate * seconds;
+  // A rotation by twice the arc tangent of half the angle: the same for angles this small, and free of
+  // trigonometric functions, which machines round differently.
+  const double half = 0.5 * angle;
+  const double scale = 1.0 / (1.0 + half * half);
+  const double cosine = (1.0 - half * half) * scale;
+  const double sine = 2.0 * half * scale;
+  heading = unit({heading.x * cosine - heading.y * sine, heading.x * sine + heading.y * cosine, 0.0});
+  yaw += angle;
+  if (yaw > HALF_TURN) yaw -= 2.0 * HALF_TURN;
+  if (yaw < -HALF_TURN) yaw += 2.0 * HALF_TURN;
+}
+
+void VehicleMotion::tilt() {
+  const Vector3 force = acceleration - Vector3{0.0, 0.0, GRAVITY};
+  // The rotors push along the body's axis, against all of the force but the drag. They are never without
+  // load: the acceleration's limit lies well below gravity.
+  const Vector3 thrust = force + velocity * DRAG;
+  axes.down = unit(thrust * -1.0);
+  axes.right = unit(cross(axes.down, heading));
+  axes.forward = cross(axes.right, axes.down);
+  specificForce = axes.toBody(force);
+  lift = std::sqrt(length(thrust) / GRAVITY);
+}
+
+void VehicleMotion::spinMotors(double seconds) {
+  // Front left, front right, rear right, rear left: the share of roll, pitch and yaw in each one's speed.
+  constexpr std::array<Vector3, 4> mixers = {
+      {{1.0, 1.0, 1.0}, {-1.0, 1.0, -1.0}, {-1.0, -1.0, 1.0}, {1.0, -1.0, -1.0}}};
+  for (std::size_t motor = 0; motor < mixers.size(); ++motor) {
+    double wanted = 0.0;
+    if (armed) wanted = landed ? IDLE_LEVEL : lift + MIXING * dot(mixers[motor], angularRate);
+    double& level = motorLevels[motor];
+    level += (wanted - level) * std::min(1.0, MOTOR_LAG * seconds);
+    if (wanted == 0.0 && level < 0.02) level = 0.0;  // friction stops it
+  }
+}
