@@ -130,7 +130,8 @@ int LegacyReader::fillSample(unsigned long n) {
   const std::size_t before = values.size();
   values.resize(before + n);
   errno = 0;
-  file.read(reinterpret_cast<char*>(values.data() + before), static_cast<std::streamsize>(n * sizeof(double)));
+  file.read(reinterpret_cast<char*>(values.data() + before),
+            static_cast<std::streamsize>(n * sizeof(double)));
   position += static_cast<std::uint64_t>(file.gcount());
   if (file.good()) return static_cast<int>(n);
   if (file.bad()) reportReadError();
