@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <ctime>
+#include <string>
 
 #include "ostrel/data_manager.hpp"
 #include "ostrel/follow_me.hpp"
@@ -59,5 +60,8 @@ class Estimator {
 
 /// The running instance's estimator, null without an instance; owned by the instance.
 Estimator* runningEstimator();
+
+/// The hardware variant that the instance was last created for.
+const std::string& runningVariant();
 
 }  // namespace Dravon3

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <optional>
+#include <string>
 
 #include "estimator.hpp"
 #include "logservice/log.h"
@@ -13,6 +14,7 @@ namespace {
 
 Dravon3::data_manager_record dataManager;
 std::optional<Dravon3::Estimator> estimator;  // the instance, when there is one
+std::string hardwareVariant;
 
 }  // namespace
 
@@ -26,12 +28,17 @@ Estimator* runningEstimator() {
   return estimator ? &*estimator : nullptr;
 }
 
+const std::string& runningVariant() {
+  return hardwareVariant;
+}
+
 }  // namespace Dravon3
 
 int OSTREL_new(const char* variant, const char* mode) {
   if (variant == nullptr || mode == nullptr) return -EINVAL;
   if (estimator) return -EEXIST;
   log_print("ostrel", LOG_DEBUG, "new instance for %s in mode %s", variant, mode);
+  hardwareVariant = variant;
   dataManager = {};
   estimator.emplace();
   return 0;

@@ -20,6 +20,8 @@ constexpr std::size_t BUFFER_BYTES = 128UL * 1024;
 /// Far above any real header (139 columns take 5 KiB), and a bound on memory when a file that is no log, or
 /// whose "-- Data" line is damaged, is taken for one.
 constexpr std::size_t MAX_HEADER_BYTES = 4UL * 1024 * 1024;
+/// Where the search for the header gives up, so that an endless device ends it too.
+constexpr std::uint64_t MAX_SEARCH_BYTES = 256UL * 1024 * 1024;
 constexpr int MAX_SILENT_PREAMBLE = 6;
 
 bool contains(const std::string& line, const char* marker) {
@@ -37,6 +39,8 @@ LegacyReader::LegacyReader(DataRegistry& targetRegistry, LogFile::Contents kind)
 
 LegacyReader::~LegacyReader() {
   LegacyReader::close();  // while the stream's buffer is still there
+  format.reset();         // before the sample, which only refers to it
+  sample.reset();
 }
 
 int LegacyReader::open(const char* logPath) {
@@ -74,27 +78,26 @@ std::string LegacyReader::extractHeader() {
   std::string header;
   std::int64_t preambleLines = 0;
   bool started = false;
+  bool ended = false;
   bool tooLong = false;
-  for (std::string line; readLine(line);) {
+  for (std::string line; !ended && readLine(line);) {
     started = started || contains(line, "-- Build infos");
     if (!started) {
       ++preambleLines;
       continue;
     }
-    if (header.size() + line.size() < MAX_HEADER_BYTES) {
-      header.append(line).push_back('\n');
-    } else {
-      tooLong = true;
-    }
-    if (contains(line, "-- Data")) break;
+    tooLong = tooLong || header.size() + line.size() >= MAX_HEADER_BYTES;
+    if (!tooLong) header.append(line).push_back('\n');
+    ended = contains(line, "-- Data");
   }
+  if (!ended) file.setstate(std::ios::eofbit);  // there is no data section
 
   if (file.bad()) reportReadError();
   if (!started) {
     log_print(LOG_TAG, LOG_ERR,
               "Input file %s badly formatted, missing header section \"-- Navdata infos\"", path.c_str());
   }
-  if (tooLong) {
+  if (tooLong && ended) {
     log_print(LOG_TAG, LOG_WARNING,
               "Input file %s has a header of more than %zu bytes, the excess is ignored", path.c_str(),
               MAX_HEADER_BYTES);
@@ -113,7 +116,7 @@ bool LegacyReader::readLine(std::string& line) {
   line.clear();
   errno = 0;
   const std::uint64_t start = position;
-  for (char byte = 0; file.get(byte);) {
+  for (char byte = 0; position < MAX_SEARCH_BYTES && file.get(byte);) {
     ++position;
     if (byte == '\n') return true;
     if (line.size() < MAX_HEADER_BYTES) line.push_back(byte);
@@ -182,7 +185,10 @@ bool LegacyReader::readHeaderAhead() {
   if (headerAhead) return true;
   recordOffset = position;
   sample->clear();
-  if (fillSample(sample->getHeaderSize()) < 0) return false;
+  if (fillSample(sample->getHeaderSize()) < 0) {
+    if (position > recordOffset) reportDamage();
+    return false;
+  }
   sample->readHeader();
   headerAhead = true;
   return true;
@@ -198,13 +204,17 @@ bool LegacyReader::readArguments() {
       skipValues(sample->getSampleSize() - kept)) {
     return true;
   }
-  if (!file.bad()) {
-    log_print(LOG_TAG, LOG_WARNING,
-              "Event file %s ends at byte %" PRIu64 " : its record of %.17g bytes is damaged or cut short",
-              path.c_str(), recordOffset, recordBytes);
-  }
+  reportDamage();
   file.setstate(std::ios::eofbit);
   return false;
+}
+
+/// Says where the event log stops making sense, unless a read error was the reason and has been reported.
+void LegacyReader::reportDamage() const {
+  if (file.bad()) return;
+  log_print(LOG_TAG, LOG_WARNING,
+            "Event file %s ends at byte %" PRIu64 " : the record there is damaged or cut short",
+            path.c_str(), recordOffset);
 }
 
 void LegacyReader::reportReadError() const {

@@ -58,6 +58,7 @@ class LegacyReader : public LogFile::IReader {
   bool skipValues(std::uint64_t n);
   bool readHeaderAhead();
   bool readArguments();
+  void reportDamage() const;
   void reportReadError() const;
 
   DataRegistry& registry;

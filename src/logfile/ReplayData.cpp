@@ -7,6 +7,7 @@
 #include <fstream>
 
 #include "logfile/LegacyReader.hpp"
+#include "logfile/TlmbReader.hpp"
 #include "logservice/log.h"
 #include "registry/LogTag.hpp"
 
@@ -23,8 +24,8 @@ ReplayData::ReplayData(const std::string& path, DataRegistry& registry, LogFile:
   registry.reg<int>("index", &index);
   registry.freeze();
 
-  // Blackbox logs have no reader yet.
-  reader.reset(LogFile::isTLMB(path) ? nullptr : LegacyReader::create(registry, contents));
+  reader.reset(LogFile::isTLMB(path) ? static_cast<LogFile::IReader*>(TlmbReader::create(&registry))
+                                     : LegacyReader::create(registry, contents));
   if (!reader) {
     log_print(LOG_TAG, LOG_ERR, "Reader could not be created");
     std::exit(EXIT_FAILURE);

@@ -42,6 +42,13 @@ bool exists(const std::string& path) {
   return stat(path.c_str(), &status) == 0;
 }
 
+bool sameFile(const std::string& one, const std::string& other) {
+  struct stat a = {};
+  struct stat b = {};
+  return stat(one.c_str(), &a) == 0 && stat(other.c_str(), &b) == 0 && a.st_dev == b.st_dev &&
+         a.st_ino == b.st_ino;
+}
+
 bool isDirectory(const std::string& path) {
   struct stat status = {};
   return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
@@ -99,4 +106,8 @@ int CommandLineArgs::check() const {
     log_print(LOG_TAG, LOG_INFO, "Generating new bbox to     : %s", newBboxPath.c_str());
   }
   return 1;
+}
+
+bool CommandLineArgs::overwritesInput() const {
+  return sameFile(newBboxPath, contBboxPath) || sameFile(newBboxPath, eventBboxPath);
 }

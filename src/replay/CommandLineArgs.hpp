@@ -13,6 +13,9 @@ class CommandLineArgs {
   /// 1, or -1 after a line that says what is missing.
   int check() const;
 
+  /// Whether `newBboxPath` is one of the two input logs, which generating it would destroy.
+  bool overwritesInput() const;
+
   std::string contBboxPath;   ///< -i: continuous log (sensor samples)
   std::string eventBboxPath;  ///< -e: event log (API calls)
   std::string newBboxPath;    ///< -g: blackbox log to generate; empty: none

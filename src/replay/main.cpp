@@ -6,10 +6,12 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "env/OstrelEnv.hpp"
 #include "logfile/ReplayExport.hpp"
+#include "logfile/TlmbExport.hpp"
 #include "logservice/log.h"
 #include "ostrel/data_manager.hpp"
 #include "ostrel/ostrel.h"
@@ -101,7 +103,14 @@ int run(int argc, char** argv) {
   if (args.check() < 0) return EXIT_FAILURE;
 
   OstrelEnv env(args.droneName, args.droneMode, args.contBboxPath, args.eventBboxPath);
-  const ReplayExport holder;  // destroyed before the environment, whose library it reads
+  ReplayExport holder;  // destroyed before the environment, whose library it reads
+  if (args.overwritesInput()) {
+    log_print(LOG_TAG, LOG_ERR, "Output %s is an input of this replay, nothing is exported",
+              args.newBboxPath.c_str());
+  } else if (!args.newBboxPath.empty()) {
+    holder.exporter = std::make_unique<TlmbExport>(LogFile::CONTENTS_CONTINUOUS);
+    holder.exporter->open(args.newBboxPath.c_str());  // an export that failed to open reports each step
+  }
   const int lastStep = replay(env, holder.exporter.get());
 
   sleep(1);

@@ -1,0 +1,67 @@
+#include "logfile/KvsHelper.hpp"
+
+#include <syslog.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+
+#include "logservice/log.h"
+#include "registry/LogTag.hpp"
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+namespace {
+
+constexpr milliseconds PATIENCE{5000};
+
+}  // namespace
+
+KvsHelper::KvsHelper() {
+  loop = evl_loop_new();
+  if (loop != nullptr) ctx = kvs_ctx_new_client(static_cb, this);
+  if (ctx == nullptr) {
+    log_print(LOG_TAG, LOG_WARNING, "Could not create KVS context");
+    return;
+  }
+  kvs_ctx_evl_loop_register(ctx, loop);
+}
+
+KvsHelper::~KvsHelper() {
+  if (ctx != nullptr) {
+    for (const auto& [key, value] : saved) {
+      waitAck(kvs_ctx_set(ctx, key.c_str(), &value));
+    }
+    kvs_ctx_stop(ctx);
+    kvs_ctx_evl_loop_unregister(ctx, loop);
+    kvs_ctx_destroy(ctx);
+  }
+  if (loop != nullptr) evl_loop_destroy(loop);
+}
+
+void KvsHelper::static_cb(kvs_ctx* context, kvs_evt event, const kvs_entry* /*before*/,
+                          const kvs_entry* /*after*/, std::size_t /*count*/, void* userdata) {
+  static_cast<KvsHelper*>(userdata)->cb(context, event);
+}
+
+void KvsHelper::cb(kvs_ctx* /*context*/, kvs_evt /*event*/) {
+  waiting = false;
+}
+
+void KvsHelper::waitAck(int requested) {
+  if (ctx == nullptr) return;
+  const steady_clock::time_point deadline = steady_clock::now() + PATIENCE;
+  while (waiting) {
+    const auto left = std::chrono::ceil<milliseconds>(deadline - steady_clock::now());
+    const int timeout = requested < 0 ? 0 : static_cast<int>(std::max(left, milliseconds::zero()).count());
+    const int result = evl_loop_wait_and_process(loop, timeout);
+    if (!waiting || requested < 0) break;
+    if (result == -EINTR || (result >= 0 && timeout > 0)) continue;
+    log_print(LOG_TAG, LOG_WARNING, "No answer from the settings service : %s",
+              std::strerror(result < 0 ? -result : ETIMEDOUT));
+    break;
+  }
+  waiting = true;
+}

@@ -1,0 +1,100 @@
+#include "logfile/TlmbExport.hpp"
+
+#include <syslog.h>
+
+#include <cstring>
+#include <string>
+
+#include "logservice/log.h"
+#include "ostrel/data_manager.hpp"
+#include "ostrel/log_tlmb.h"
+#include "registry/LogTag.hpp"
+#include "registry/SensorRecords.hpp"
+
+namespace {
+
+constexpr const char* LOGNAME = "tlm-blackbox.logname";
+constexpr const char* LOGDIR = "tlm-blackbox.logdir";
+constexpr const char* FILTER = "tlm-blackbox.filter";
+constexpr const char* FLUSHPERIOD = "tlm-blackbox.flushperiod";
+constexpr const char* ENABLED = "tlm-blackbox.enabled";
+
+const char* errorText(int result) {
+  return std::strerror(-result);
+}
+
+}  // namespace
+
+TlmbExport::TlmbExport(LogFile::Contents kind) : contents(kind) {
+  if (contents == LogFile::CONTENTS_CONTINUOUS) {
+    const int result = ostrel_log_tlmb_init("navdata-replay", 360000, 500);
+    if (result < 0)
+      log_print(LOG_TAG, LOG_WARNING, "Could not init Ostrel tlmb log : %s", errorText(result));
+  }
+  if (settings.ctx == nullptr) return;
+  borrowSettings();
+  set(ENABLED, false);
+  set(FLUSHPERIOD, 1);
+  set(FILTER, "navdata-replay;ostrellite");
+}
+
+TlmbExport::~TlmbExport() {
+  // Before the settings go back, so that the logging service still has the file it is to finish.
+  ostrel_log_tlmb_cleanup();
+}
+
+/// Notes the present values of all settings that the export is going to change.
+void TlmbExport::borrowSettings() {
+  for (const char* key : {LOGNAME, LOGDIR, FILTER, FLUSHPERIOD, ENABLED}) {
+    const int result = kvs_ctx_subscribe(settings.ctx, key, KvsHelper::static_cb, &settings);
+    if (result < 0) log_print(LOG_TAG, LOG_WARNING, "Could not subscribe : %s", errorText(result));
+    kvs_value_init(&settings.saved[key]);
+  }
+  const int result = kvs_ctx_start(settings.ctx);
+  if (result < 0) log_print(LOG_TAG, LOG_WARNING, "Could not start : %s", errorText(result));
+  settings.waitAck();
+  for (auto& [key, value] : settings.saved) {
+    kvs_value current;
+    kvs_value_init(&current);
+    kvs_ctx_get(settings.ctx, key.c_str(), &current);
+    kvs_value_copy(&value, &current);
+  }
+}
+
+void TlmbExport::set(const char* key, const char* text) {
+  acknowledge(kvs_ctx_set_string(settings.ctx, key, text));
+}
+
+void TlmbExport::set(const char* key, bool value) {
+  acknowledge(kvs_ctx_set_bool(settings.ctx, key, value));
+}
+
+void TlmbExport::set(const char* key, int value) {
+  acknowledge(kvs_ctx_set_int(settings.ctx, key, value));
+}
+
+void TlmbExport::acknowledge(int result) {
+  if (result < 0) log_print(LOG_TAG, LOG_WARNING, "Could not set : %s", errorText(result));
+  settings.waitAck(result);
+}
+
+int TlmbExport::open(const char* path) {
+  if (settings.ctx == nullptr) return 0;
+  const std::string whole = path;
+  const std::size_t slash = whole.rfind('/');
+  const bool hasDirectory = slash != std::string::npos;
+  set(LOGNAME, hasDirectory ? whole.substr(slash + 1).c_str() : whole.c_str());
+  set(LOGDIR, hasDirectory ? whole.substr(0, slash).c_str() : ".");
+  set(ENABLED, true);
+  return 0;
+}
+
+int TlmbExport::close() {
+  return 0;
+}
+
+int TlmbExport::step() {
+  // The data manager's record begins with the sensors that the replay has just copied there.
+  const auto* inputs = reinterpret_cast<const sensors_data*>(Dravon3::data_manager()->sensors);
+  return ostrel_log_tlmb_put(&inputs->imu.timestamp[0]);
+}

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "logfile/LogFile.hpp"
+#include "registry/DataRegistry.hpp"
+#include "telemetry/blackbox_reader.hpp"
+
+/// Reads a continuous log in the telemetry-blackbox format.
+class TlmbReader : public LogFile::IReader {
+ public:
+  /// A new reader, owned by the caller. The registry is borrowed, must be frozen before open(), and
+  /// outlives the reader.
+  static TlmbReader* create(DataRegistry* registry);
+};
+
+/// The callback side of a blackbox log: adopts one section by name, once its variables match every entry of
+/// the registry, and copies the bytes of its samples into the entries' fields.
+///
+/// The section is the one that the environment variable TLMB_SECTION_NAME names, "navdata" when it is
+/// unset. The telemetry library calls back only from inside open() and popSample().
+class TlmbReaderImpl : public TlmbReader, public telemetry::BlackboxReaderItfCb {
+ public:
+  explicit TlmbReaderImpl(DataRegistry* targetRegistry);
+
+  /// The telemetry library's result; a negative one is logged.
+  int open(const char* logPath) override;
+  int close() override;
+
+  /// Reads on to the end of the next sample of the adopted section.
+  ///
+  ///   0         one sample stored
+  ///   -ENODATA  the log ended; where no section was adopted in it, with a warning that names those it has
+  ///   other     the telemetry library's result for a log that can't be read on
+  int popSample() override;
+
+  /// -ENOSYS: blackbox logs carry no events. `events` is left alone.
+  int popSample(int index, std::vector<int>& events) override;
+
+  void sectionAdded(unsigned int id) override;
+  void sectionRemoved(unsigned int id) override;
+  void sectionChanged(unsigned int id, const void* description, std::size_t size) override;
+  void sampleBegin(unsigned int id, const timespec* time, const void* bytes, std::size_t size) override;
+  void sampleEnd(unsigned int id) override;
+  void sample(unsigned int id, const timespec* time, unsigned int index,
+              const telemetry::VarDesc& descriptor, const void* bytes, std::size_t size) override;
+  void fileHeader(const std::map<std::string, std::string>& header) override;
+
+ private:
+  /// One pair of `copyPlan`, with the width of the field: no sample may write beyond it.
+  struct PlannedCopy {
+    std::uint32_t index;
+    void* address;
+    std::size_t width;
+  };
+
+  int doMapping(unsigned int section);
+  int planVariable(std::uint32_t index, const telemetry::VarDesc& variable,
+                   std::set<DataEntryBase*>& unfilled);
+  void planCopy(std::uint32_t index, void* address, std::size_t width);
+  const PlannedCopy* findCopy(std::uint32_t index);
+  void warnOfMissingSection();
+  static bool typesMatch(Types type, tlm_var_type tlmType);
+  static void* getDataEntryPtr(DataEntryBase* entry, std::size_t& width);
+
+  DataRegistry* registry;
+  std::unique_ptr<telemetry::BlackboxReaderItf> blackbox;
+  std::uint32_t sectionId = 0xFFFFFFFF;  ///< meaningful once `adopted`: a log may use any id
+  std::string sectionName;
+  std::map<std::uint32_t, void*>
+      copyPlan;  ///< variable index to field; never cleared, the first of an index stays
+  bool sampleDone = false;
+  bool adopted = false;
+  std::vector<PlannedCopy> copies;  ///< `copyPlan` in index order
+  std::size_t nextCopy = 0;         ///< where `copies` most likely goes on: variables come in index order
+  std::string path;
+  std::set<std::string> sectionNames;  ///< those seen, for the warning
+  bool warned = false;
+};
