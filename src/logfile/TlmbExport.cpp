@@ -52,7 +52,7 @@ void TlmbExport::borrowSettings() {
   }
   const int result = kvs_ctx_start(settings.ctx);
   if (result < 0) log_print(LOG_TAG, LOG_WARNING, "Could not start : %s", errorText(result));
-  settings.waitAck();
+  settings.waitAck(result);
   for (auto& [key, value] : settings.saved) {
     kvs_value current;
     kvs_value_init(&current);

@@ -12,128 +12,129 @@ using Ostrel::Utils::join;
 #define EXPECT_RECORD(record, bytes, alignment)                                \
   static_assert(sizeof(record) == (bytes) && alignof(record) == (alignment) && \
                 std::is_trivially_copyable_v<record> && std::is_standard_layout_v<record>)
-#define EXPECT_FIELD(record, field, offset, bytes) \
-  static_assert(offsetof(record, field) == (offset) && sizeof(std::declval<record&>().field) == (bytes))
+#define EXPECT_FIELD(record, field, type, offset)      \
+  static_assert(offsetof(record, field) == (offset) && \
+                std::is_same_v<decltype(std::declval<record&>().field), type>)
 
 EXPECT_RECORD(sensor_vector, 12, 4);
-EXPECT_FIELD(sensor_vector, x, 0, 4);
-EXPECT_FIELD(sensor_vector, y, 4, 4);
-EXPECT_FIELD(sensor_vector, z, 8, 4);
+EXPECT_FIELD(sensor_vector, x, float, 0);
+EXPECT_FIELD(sensor_vector, y, float, 4);
+EXPECT_FIELD(sensor_vector, z, float, 8);
 
 EXPECT_RECORD(timespec, 16, 8);
-EXPECT_FIELD(timespec, tv_sec, 0, 8);
-EXPECT_FIELD(timespec, tv_nsec, 8, 8);
+EXPECT_FIELD(timespec, tv_sec, long, 0);
+EXPECT_FIELD(timespec, tv_nsec, long, 8);
 
 EXPECT_RECORD(sensor_imu_data, 232, 8);
-EXPECT_FIELD(sensor_imu_data, gyro, 0, 60);
-EXPECT_FIELD(sensor_imu_data, acc, 60, 60);
-EXPECT_FIELD(sensor_imu_data, temp, 120, 20);
-EXPECT_FIELD(sensor_imu_data, nb_samples, 145, 1);
-EXPECT_FIELD(sensor_imu_data, timestamp, 152, 80);
+EXPECT_FIELD(sensor_imu_data, gyro, sensor_vector[5], 0);
+EXPECT_FIELD(sensor_imu_data, acc, sensor_vector[5], 60);
+EXPECT_FIELD(sensor_imu_data, temp, float[5], 120);
+EXPECT_FIELD(sensor_imu_data, nb_samples, std::uint8_t, 145);
+EXPECT_FIELD(sensor_imu_data, timestamp, timespec[5], 152);
 
 EXPECT_RECORD(sensor_baro_data, 32, 4);
-EXPECT_FIELD(sensor_baro_data, pressure, 0, 4);
-EXPECT_FIELD(sensor_baro_data, temperature, 4, 4);
-EXPECT_FIELD(sensor_baro_data, flags, 8, 4);
+EXPECT_FIELD(sensor_baro_data, pressure, float, 0);
+EXPECT_FIELD(sensor_baro_data, temperature, float, 4);
+EXPECT_FIELD(sensor_baro_data, flags, std::int32_t, 8);
 
 EXPECT_RECORD(sensor_magneto_data, 32, 4);
-EXPECT_FIELD(sensor_magneto_data, x, 0, 4);
-EXPECT_FIELD(sensor_magneto_data, y, 4, 4);
-EXPECT_FIELD(sensor_magneto_data, z, 8, 4);
-EXPECT_FIELD(sensor_magneto_data, temperature, 12, 4);
+EXPECT_FIELD(sensor_magneto_data, x, float, 0);
+EXPECT_FIELD(sensor_magneto_data, y, float, 4);
+EXPECT_FIELD(sensor_magneto_data, z, float, 8);
+EXPECT_FIELD(sensor_magneto_data, temperature, float, 12);
 
 EXPECT_RECORD(sensor_motor_speed, 4, 2);
-EXPECT_FIELD(sensor_motor_speed, rpm, 0, 2);
-EXPECT_FIELD(sensor_motor_speed, pwm, 2, 1);
+EXPECT_FIELD(sensor_motor_speed, rpm, std::uint16_t, 0);
+EXPECT_FIELD(sensor_motor_speed, pwm, std::uint8_t, 2);
 
 EXPECT_RECORD(sensor_motors_data, 96, 4);
-EXPECT_FIELD(sensor_motors_data, braking, 0, 4);
-EXPECT_FIELD(sensor_motors_data, ramping, 4, 4);
-EXPECT_FIELD(sensor_motors_data, spinning, 8, 4);
-EXPECT_FIELD(sensor_motors_data, nominal, 12, 4);
-EXPECT_FIELD(sensor_motors_data, idle, 16, 4);
-EXPECT_FIELD(sensor_motors_data, speeds, 20, 16);
-EXPECT_FIELD(sensor_motors_data, status, 52, 16);
-EXPECT_FIELD(sensor_motors_data, vbat, 88, 4);
+EXPECT_FIELD(sensor_motors_data, braking, std::int32_t, 0);
+EXPECT_FIELD(sensor_motors_data, ramping, std::int32_t, 4);
+EXPECT_FIELD(sensor_motors_data, spinning, std::int32_t, 8);
+EXPECT_FIELD(sensor_motors_data, nominal, std::int32_t, 12);
+EXPECT_FIELD(sensor_motors_data, idle, std::int32_t, 16);
+EXPECT_FIELD(sensor_motors_data, speeds, sensor_motor_speed[4], 20);
+EXPECT_FIELD(sensor_motors_data, status, std::int32_t[4], 52);
+EXPECT_FIELD(sensor_motors_data, vbat, float, 88);
 
 EXPECT_RECORD(sensor_us_data, 40, 4);
-EXPECT_FIELD(sensor_us_data, altitude, 0, 4);
-EXPECT_FIELD(sensor_us_data, altitude_v2, 4, 4);
-EXPECT_FIELD(sensor_us_data, measure_index, 12, 4);
-EXPECT_FIELD(sensor_us_data, range_mode, 16, 4);
+EXPECT_FIELD(sensor_us_data, altitude, float, 0);
+EXPECT_FIELD(sensor_us_data, altitude_v2, float, 4);
+EXPECT_FIELD(sensor_us_data, measure_index, std::int32_t, 12);
+EXPECT_FIELD(sensor_us_data, range_mode, std::int32_t, 16);
 
 EXPECT_RECORD(sensor_gps_data, 768, 8);
-EXPECT_FIELD(sensor_gps_data, location.latitude, 8, 8);
-EXPECT_FIELD(sensor_gps_data, location.longitude, 16, 8);
-EXPECT_FIELD(sensor_gps_data, location.amsl_altitude, 24, 8);
-EXPECT_FIELD(sensor_gps_data, location.timestamp, 56, 8);
-EXPECT_FIELD(sensor_gps_data, extra_common.sv_used_cnt, 604, 4);
-EXPECT_FIELD(sensor_gps_data, extra_eride.lat_err, 616, 4);
-EXPECT_FIELD(sensor_gps_data, extra_eride.lon_err, 620, 4);
-EXPECT_FIELD(sensor_gps_data, extra_eride.alt_err, 624, 4);
-EXPECT_FIELD(sensor_gps_data, extra_eride.east_vel, 628, 4);
-EXPECT_FIELD(sensor_gps_data, extra_eride.north_vel, 632, 4);
-EXPECT_FIELD(sensor_gps_data, extra_eride.up_vel, 636, 4);
-EXPECT_FIELD(sensor_gps_data, extra_eride.vel_sigma, 640, 4);
-EXPECT_FIELD(sensor_gps_data, flags, 748, 4);
+EXPECT_FIELD(sensor_gps_data, location.latitude, double, 8);
+EXPECT_FIELD(sensor_gps_data, location.longitude, double, 16);
+EXPECT_FIELD(sensor_gps_data, location.amsl_altitude, double, 24);
+EXPECT_FIELD(sensor_gps_data, location.timestamp, std::uint64_t, 56);
+EXPECT_FIELD(sensor_gps_data, extra_common.sv_used_cnt, std::int32_t, 604);
+EXPECT_FIELD(sensor_gps_data, extra_eride.lat_err, float, 616);
+EXPECT_FIELD(sensor_gps_data, extra_eride.lon_err, float, 620);
+EXPECT_FIELD(sensor_gps_data, extra_eride.alt_err, float, 624);
+EXPECT_FIELD(sensor_gps_data, extra_eride.east_vel, float, 628);
+EXPECT_FIELD(sensor_gps_data, extra_eride.north_vel, float, 632);
+EXPECT_FIELD(sensor_gps_data, extra_eride.up_vel, float, 636);
+EXPECT_FIELD(sensor_gps_data, extra_eride.vel_sigma, float, 640);
+EXPECT_FIELD(sensor_gps_data, flags, std::int32_t, 748);
 
 EXPECT_RECORD(sensor_battery_data, 128, 4);
-EXPECT_FIELD(sensor_battery_data, voltage, 12, 4);
-EXPECT_FIELD(sensor_battery_data, current, 16, 4);
-EXPECT_FIELD(sensor_battery_data, capacity, 20, 4);
-EXPECT_FIELD(sensor_battery_data, full_charge_cap, 24, 4);
-EXPECT_FIELD(sensor_battery_data, remaining_cap, 28, 4);
-EXPECT_FIELD(sensor_battery_data, time_to_empty, 32, 4);
-EXPECT_FIELD(sensor_battery_data, cycle_count, 52, 4);
+EXPECT_FIELD(sensor_battery_data, voltage, float, 12);
+EXPECT_FIELD(sensor_battery_data, current, float, 16);
+EXPECT_FIELD(sensor_battery_data, capacity, std::uint32_t, 20);
+EXPECT_FIELD(sensor_battery_data, full_charge_cap, float, 24);
+EXPECT_FIELD(sensor_battery_data, remaining_cap, float, 28);
+EXPECT_FIELD(sensor_battery_data, time_to_empty, std::int32_t, 32);
+EXPECT_FIELD(sensor_battery_data, cycle_count, std::uint32_t, 52);
 
 EXPECT_RECORD(sensor_tof_data, 120, 4);
-EXPECT_FIELD(sensor_tof_data, distance, 0, 4);
-EXPECT_FIELD(sensor_tof_data, magnitude, 4, 4);
-EXPECT_FIELD(sensor_tof_data, temperature, 8, 4);
-EXPECT_FIELD(sensor_tof_data, ambient, 12, 4);
-EXPECT_FIELD(sensor_tof_data, invalid_flags, 16, 4);
-EXPECT_FIELD(sensor_tof_data, qualification, 20, 4);
-EXPECT_FIELD(sensor_tof_data, flags, 24, 4);
+EXPECT_FIELD(sensor_tof_data, distance, float, 0);
+EXPECT_FIELD(sensor_tof_data, magnitude, float, 4);
+EXPECT_FIELD(sensor_tof_data, temperature, float, 8);
+EXPECT_FIELD(sensor_tof_data, ambient, float, 12);
+EXPECT_FIELD(sensor_tof_data, invalid_flags, std::int32_t, 16);
+EXPECT_FIELD(sensor_tof_data, qualification, std::int32_t, 20);
+EXPECT_FIELD(sensor_tof_data, flags, std::int32_t, 24);
 
 EXPECT_RECORD(sensor_carpet_detection_data, 48, 8);
-EXPECT_FIELD(sensor_carpet_detection_data, x, 0, 4);
-EXPECT_FIELD(sensor_carpet_detection_data, y, 4, 4);
-EXPECT_FIELD(sensor_carpet_detection_data, z, 8, 4);
-EXPECT_FIELD(sensor_carpet_detection_data, orientation, 12, 4);
-EXPECT_FIELD(sensor_carpet_detection_data, nb_targets, 16, 4);
-EXPECT_FIELD(sensor_carpet_detection_data, ts, 24, 16);
-EXPECT_FIELD(sensor_carpet_detection_data, active, 40, 1);
+EXPECT_FIELD(sensor_carpet_detection_data, x, float, 0);
+EXPECT_FIELD(sensor_carpet_detection_data, y, float, 4);
+EXPECT_FIELD(sensor_carpet_detection_data, z, float, 8);
+EXPECT_FIELD(sensor_carpet_detection_data, orientation, float, 12);
+EXPECT_FIELD(sensor_carpet_detection_data, nb_targets, std::int32_t, 16);
+EXPECT_FIELD(sensor_carpet_detection_data, ts, timespec, 24);
+EXPECT_FIELD(sensor_carpet_detection_data, active, bool, 40);
 
 EXPECT_RECORD(sensor_vision_position_data, 48, 8);
-EXPECT_FIELD(sensor_vision_position_data, position, 0, 12);
-EXPECT_FIELD(sensor_vision_position_data, discriminable_ft_ratio, 12, 4);
-EXPECT_FIELD(sensor_vision_position_data, status, 16, 4);
-EXPECT_FIELD(sensor_vision_position_data, last_ref_image_ts, 24, 8);
-EXPECT_FIELD(sensor_vision_position_data, ts, 32, 16);
+EXPECT_FIELD(sensor_vision_position_data, position, sensor_vector, 0);
+EXPECT_FIELD(sensor_vision_position_data, discriminable_ft_ratio, float, 12);
+EXPECT_FIELD(sensor_vision_position_data, status, std::uint32_t, 16);
+EXPECT_FIELD(sensor_vision_position_data, last_ref_image_ts, std::uint64_t, 24);
+EXPECT_FIELD(sensor_vision_position_data, ts, timespec, 32);
 
 EXPECT_RECORD(sensor_optical_flow_data, 56, 8);
-EXPECT_FIELD(sensor_optical_flow_data, optical_flow, 0, 12);
-EXPECT_FIELD(sensor_optical_flow_data, estimated_camera_offset, 12, 12);
-EXPECT_FIELD(sensor_optical_flow_data, quality_indicator, 24, 4);
-EXPECT_FIELD(sensor_optical_flow_data, nb_valid_zones, 28, 4);
-EXPECT_FIELD(sensor_optical_flow_data, defined, 32, 1);
-EXPECT_FIELD(sensor_optical_flow_data, ts, 40, 16);
+EXPECT_FIELD(sensor_optical_flow_data, optical_flow, sensor_vector, 0);
+EXPECT_FIELD(sensor_optical_flow_data, estimated_camera_offset, sensor_vector, 12);
+EXPECT_FIELD(sensor_optical_flow_data, quality_indicator, float, 24);
+EXPECT_FIELD(sensor_optical_flow_data, nb_valid_zones, std::uint32_t, 28);
+EXPECT_FIELD(sensor_optical_flow_data, defined, std::uint8_t, 32);
+EXPECT_FIELD(sensor_optical_flow_data, ts, timespec, 40);
 
 EXPECT_RECORD(sensors_data, 1888, 8);
-EXPECT_FIELD(sensors_data, imu, 0, 232);
-EXPECT_FIELD(sensors_data, baro, 232, 32);
-EXPECT_FIELD(sensors_data, magneto, 264, 32);
-EXPECT_FIELD(sensors_data, motors, 296, 96);
-EXPECT_FIELD(sensors_data, us, 392, 40);
-EXPECT_FIELD(sensors_data, gps, 432, 768);
-EXPECT_FIELD(sensors_data, battery, 1200, 128);
-EXPECT_FIELD(sensors_data, tof_vertical, 1328, 120);
-EXPECT_FIELD(sensors_data, carpet_detection, 1448, 48);
-EXPECT_FIELD(sensors_data, vcam_position, 1496, 48);
-EXPECT_FIELD(sensors_data, fstcam_position, 1544, 48);
-EXPECT_FIELD(sensors_data, vcam_optical_flow, 1592, 56);
-EXPECT_FIELD(sensors_data, unused1, 1648, 232);
-EXPECT_FIELD(sensors_data, flags, 1880, 4);
+EXPECT_FIELD(sensors_data, imu, sensor_imu_data, 0);
+EXPECT_FIELD(sensors_data, baro, sensor_baro_data, 232);
+EXPECT_FIELD(sensors_data, magneto, sensor_magneto_data, 264);
+EXPECT_FIELD(sensors_data, motors, sensor_motors_data, 296);
+EXPECT_FIELD(sensors_data, us, sensor_us_data, 392);
+EXPECT_FIELD(sensors_data, gps, sensor_gps_data, 432);
+EXPECT_FIELD(sensors_data, battery, sensor_battery_data, 1200);
+EXPECT_FIELD(sensors_data, tof_vertical, sensor_tof_data, 1328);
+EXPECT_FIELD(sensors_data, carpet_detection, sensor_carpet_detection_data, 1448);
+EXPECT_FIELD(sensors_data, vcam_position, sensor_vision_position_data, 1496);
+EXPECT_FIELD(sensors_data, fstcam_position, sensor_vision_position_data, 1544);
+EXPECT_FIELD(sensors_data, vcam_optical_flow, sensor_optical_flow_data, 1592);
+EXPECT_FIELD(sensors_data, unused1, std::uint8_t[232], 1648);
+EXPECT_FIELD(sensors_data, flags, std::uint32_t, 1880);
 
 #undef EXPECT_RECORD
 #undef EXPECT_FIELD

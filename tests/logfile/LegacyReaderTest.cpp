@@ -233,8 +233,10 @@ class DamagedEventRecord : public LegacyReaderTest, public testing::WithParamInt
 TEST_P(DamagedEventRecord, EndsTheLogOnceItIsDue) {
   auto reader = openEvents(APIS + event(1, 0, {1, 2}) + GetParam().record);
   takeLogLines();
-  EXPECT_EQ(reader->popSample(1, events), 1);  // a damaged record that is not due yet does no harm
-  EXPECT_THAT(takeLogLines(), IsEmpty());
+  // A damaged record that is not due yet does no harm, one cut before its step is known ends the log at
+  // once.
+  const bool stepIsKnown = GetParam().record.size() >= 24;
+  EXPECT_EQ(reader->popSample(1, events), stepIsKnown ? 1 : -ENODATA);
   EXPECT_EQ(reader->popSample(5, events), -ENODATA);
   EXPECT_THAT(api.arguments("move"), ElementsAre(1, 2));
   const std::string place = "ends at byte " + std::to_string(APIS.size() + 40) + " ";
@@ -248,6 +250,8 @@ constexpr double INFINITE = std::numeric_limits<double>::infinity();
 constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
 INSTANTIATE_TEST_SUITE_P(Records, DamagedEventRecord,
                          testing::ValuesIn<Damage>({
+                             {"CutInItsFirstValue", event(5, 0).substr(0, 1)},
+                             {"CutInItsHeader", event(5, 0).substr(0, 23)},
                              {"CutInItsArguments", event(5, 0, {3, 4}).substr(0, 39)},
                              {"CutWhereItWouldBeSkipped", event(5, 2, {3, 4}).substr(0, 39)},
                              {"SizeBelowItsHeader", values({23.9, 5, 0, 3, 4})},

@@ -6,8 +6,10 @@
 //   PROBE_THROW_AT=N     the Nth library step throws
 
 #include <dlfcn.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -55,6 +57,21 @@ int unlink(const char* path) noexcept {
 
 unsigned int sleep(unsigned int seconds) {
   std::fprintf(stderr, "@sleep %u\n", seconds);
+  return 0;
+}
+
+// No step may seek: looking ahead in the event log costs no system call.
+off64_t lseek64(int file, off64_t offset, int whence) noexcept {
+  std::fprintf(stderr, "@lseek\n");
+  return next<off64_t (*)(int, off64_t, int)>("lseek64")(file, offset, whence);
+}
+
+int prctl(int option, ...) noexcept {
+  va_list arguments;
+  va_start(arguments, option);
+  const unsigned long value = va_arg(arguments, unsigned long);
+  va_end(arguments);
+  std::fprintf(stderr, "@prctl %d %lu\n", option, value);
   return 0;
 }
 

@@ -34,7 +34,7 @@ TEST_F(CommandLine, HelpIsTheUsageAndNothingElse) {
   const ProgramResult help = run({"-i", "nowhere", "-h"});
   EXPECT_EQ(help.exitStatus, 0);
   EXPECT_EQ(help.out, usage);
-  EXPECT_EQ(help.err, "");
+  EXPECT_EQ(help.err, "@prctl 29 1\n");
 }
 
 TEST_F(CommandLine, BadOptionsShowTheUsageAndFail) {
@@ -42,14 +42,15 @@ TEST_F(CommandLine, BadOptionsShowTheUsageAndFail) {
     const ProgramResult bad = run({option});
     EXPECT_EQ(bad.exitStatus, 1) << option;
     EXPECT_EQ(bad.out, usage) << option;
-    EXPECT_THAT(lines, ElementsAre(testing::HasSubstr(OSTREL_REPLAY))) << option;
+    EXPECT_THAT(lines, ElementsAre("@prctl 29 1", testing::HasSubstr(OSTREL_REPLAY))) << option;
   }
 }
 
 TEST_F(CommandLine, ChecksComeAfterCleaningUpAndEndAtTheFirstFailure) {
   EXPECT_EQ(run({}).exitStatus, 1);
-  EXPECT_THAT(lines, ElementsAre("@unlink /dev/shm/shd_navdata-replay", "@unlink /dev/shm/shd_ostrellite",
-                                 "@sleep 1", "<3>ostrelReplay: Continuous bbox file  does not exist"));
+  EXPECT_THAT(lines, ElementsAre("@prctl 29 1", "@unlink /dev/shm/shd_navdata-replay",
+                                 "@unlink /dev/shm/shd_ostrellite", "@sleep 1",
+                                 "<3>ostrelReplay: Continuous bbox file  does not exist"));
 }
 
 struct FailedCheck {
@@ -98,7 +99,7 @@ TEST_F(CommandLine, EmptyRootLeavesTheSystemsOwn) {
 
 TEST_F(CommandLine, SummarisesTheRun) {
   EXPECT_EQ(run({"-i", continuous, "-e", events, "-d", "board", "-m", "test", "-g", "out"}).exitStatus, 0);
-  const std::vector<std::string> summary(lines.begin() + 3, lines.begin() + 9);
+  const std::vector<std::string> summary(lines.begin() + 4, lines.begin() + 10);
   EXPECT_THAT(summary, ElementsAre("<6>ostrelReplay: Starting execution ...",
                                    "<6>ostrelReplay: Input continuous bbox-file : " + continuous,
                                    "<6>ostrelReplay: Input event-bbox file      : " + events,

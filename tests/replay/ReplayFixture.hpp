@@ -22,6 +22,8 @@ class ReplayFixture : public testing::Test {
         {"OSTREL_ROOT_DIR", folder.path("root")},
         {"LD_PRELOAD", CALL_PROBE},
         {"SYS_PROP_FILE", ""},
+        {"KVS_FILE", ""},
+        {"TLMB_SECTION_NAME", ""},
         {"LOG_LEVEL", "6"},
         // The probe is loaded before the sanitizer's library, which is all right: it has no checks.
         {"ASAN_OPTIONS", "verify_asan_link_order=0"}};

@@ -27,19 +27,20 @@ TEST_F(Replay, RunsOneStepPerSampleFromStartToTearDown) {
       replay(samples({0, 1, 2}), APIS + event(1, 0, {1}) + event(1, 1, {2.5}) + event(2, 2) + event(9, 2));
   EXPECT_EQ(result.exitStatus, 0);
   EXPECT_EQ(result.out, "");
-  EXPECT_THAT(linesLike({"@", "<7>ostrel: call", "<6>ostrelReplay: R", "<4>ostrelReplay: 137 ", "<3>"}),
-              ElementsAre("@unlink /dev/shm/shd_navdata-replay", "@unlink /dev/shm/shd_ostrellite",
-                          "@sleep 1", "<4>ostrelReplay: 137 registered entries not found in file :",
-                          "<3>ostrelReplay: Using droneVariant given in args : board",
-                          "@OSTREL_new board default",               //
-                          "@OSTREL_process flags=100", "@usleep 1",  //
-                          "<7>ostrel: call set_motors_armed(armed=1)",
-                          "<7>ostrel: call take_off(altitude=2.5)",  //
-                          "@OSTREL_process flags=101", "@usleep 1",  //
-                          "<7>ostrel: call land()",                  //
-                          "@OSTREL_process flags=102", "@usleep 1",  //
-                          "<6>ostrelReplay: Reached end of replay", "@sleep 1",
-                          "<6>ostrelReplay: Ran 2 steps of ostrel", "@OSTREL_delete"));
+  EXPECT_THAT(
+      linesLike({"@", "<7>ostrel: call", "<6>ostrelReplay: R", "<4>ostrelReplay: 137 ", "<3>"}),
+      ElementsAre("@prctl 29 1", "@unlink /dev/shm/shd_navdata-replay", "@unlink /dev/shm/shd_ostrellite",
+                  "@sleep 1", "<4>ostrelReplay: 137 registered entries not found in file :",
+                  "<3>ostrelReplay: Using droneVariant given in args : board",
+                  "@OSTREL_new board default",               //
+                  "@OSTREL_process flags=100", "@usleep 1",  //
+                  "<7>ostrel: call set_motors_armed(armed=1)",
+                  "<7>ostrel: call take_off(altitude=2.5)",  //
+                  "@OSTREL_process flags=101", "@usleep 1",  //
+                  "<7>ostrel: call land()",                  //
+                  "@OSTREL_process flags=102", "@usleep 1",  //
+                  "<6>ostrelReplay: Reached end of replay", "@sleep 1",
+                  "<6>ostrelReplay: Ran 2 steps of ostrel", "@OSTREL_delete"));
 }
 
 struct Indices {
@@ -115,9 +116,75 @@ TEST_F(Replay, OrdinaryEndOfTheEventLogIsNotReported) {
   EXPECT_THAT(linesLike({"<4>ostrelReplay: Error"}), IsEmpty());
 }
 
-TEST_F(Replay, BlackboxLogHasNoReader) {
-  EXPECT_EQ(replay("TLMB", APIS).exitStatus, 1);
-  EXPECT_EQ(lines.back(), "<3>ostrelReplay: Reader could not be created");
+class Export : public Replay {
+ protected:
+  Export() { variables["KVS_FILE"] = settings; }
+
+  /// Replays this log into `output` and returns the lines at error priority but the variant's.
+  std::vector<std::string> replayInto(const std::string& output, const std::string& continuous) {
+    const std::string events = folder.write("events", APIS + event(1, 0, {1}) + event(9, 2));
+    EXPECT_EQ(run({"-i", continuous, "-e", events, "-d", "board", "-g", output}).exitStatus, 0);
+    EXPECT_EQ(readFile(settings), earlier);
+    std::vector<std::string> errors = linesLike({"<3>", "<4>ostrelReplay: Could not"});
+    errors.erase(errors.begin());
+    return errors;
+  }
+
+  const std::string earlier = "# mine\ns tlm-blackbox.logname kept\nb tlm-blackbox.enabled true";
+  const std::string settings = folder.write("settings", earlier);
+  const std::string flight = folder.path("cont");
+};
+
+TEST_F(Export, ReplaysToTheSameBytes) {
+  std::string whole = continuousHeader({"index", "inputs.sensors.flags"});
+  for (int i = 0; i < 4; ++i) whole += values({double(i), 7.0});
+  folder.write("cont", whole);
+  EXPECT_THAT(replayInto(folder.path("first"), flight), IsEmpty());
+  variables["TLMB_SECTION_NAME"] = "navdata-replay";
+  EXPECT_THAT(replayInto(folder.path("second"), folder.path("first")), IsEmpty());
+  EXPECT_THAT(lines, Contains(ran(3)));
+  EXPECT_GT(readFile(folder.path("first")).size(), 4U * 700);
+  EXPECT_EQ(readFile(folder.path("first")), readFile(folder.path("second")));
+}
+
+TEST_F(Export, OutputThatCanNotBeWrittenIsReportedForEachStep) {
+  folder.write("cont", samples({0, 1}));
+  const std::pair<std::string, const char*> outputs[] = {
+      {folder.path("missing/out"), "Not a directory"},
+      {folder.write("file", "") + "/out", "Not a directory"},
+      {folder.makeDirectory("directory") + "/", "Is a directory"},
+      {"/dev/full", "No space left on device"},
+  };
+  for (const auto& [output, reason] : outputs) {
+    EXPECT_THAT(replayInto(output, flight),
+                ElementsAre(std::string("<3>ostrelReplay: Error exporting replay at index 0 : ") + reason,
+                            std::string("<3>ostrelReplay: Error exporting replay at index 1 : ") + reason));
+    EXPECT_THAT(lines, Contains(ran(1)));
+  }
+}
+
+TEST_F(Export, NeverOverwritesAnInput) {
+  folder.write("cont", samples({0, 1}));
+  EXPECT_THAT(replayInto(folder.path("./cont"), flight),
+              ElementsAre("<3>ostrelReplay: Output " + folder.path("./cont") +
+                          " is an input of this replay, nothing is exported"));
+  EXPECT_EQ(readFile(flight), samples({0, 1}));
+}
+
+TEST_F(Export, WithoutTheSettingsServiceTheReplayRuns) {
+  folder.write("cont", samples({0, 1}));
+  variables["KVS_FILE"] = folder.makeDirectory("directory");
+  EXPECT_EQ(run({"-i", flight, "-e", folder.write("events", APIS), "-d", "board", "-g", "out"}).exitStatus,
+            0);
+  EXPECT_THAT(lines, Contains("<4>ostrelReplay: Could not create KVS context"));
+  EXPECT_THAT(lines, Contains(ran(1)));
+}
+
+TEST_F(Replay, BlackboxLogThatIsNoneEndsTheSetUp) {
+  EXPECT_EQ(replay(" TLMB", APIS).exitStatus, 1);
+  EXPECT_THAT(linesLike({"<3>ostrelReplay: "}),
+              ElementsAre(HasSubstr("Unable to open '" + folder.path("cont") + "': err=-22"),
+                          HasSubstr("Could not open " + folder.path("cont") + " : ")));
 }
 
 TEST_F(Replay, EventLogIsLegacyWhateverItHolds) {

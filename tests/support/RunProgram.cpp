@@ -11,18 +11,21 @@ namespace process = boost::process;
 
 ProgramResult runProgram(const std::string& program, const std::vector<std::string>& arguments,
                          const std::map<std::string, std::string>& variables) {
-  process::environment environment = boost::this_process::environment();
+  // By env(1): Boost's own environment reads beyond its strings when one variable's name begins another's.
+  std::vector<std::string> command;
   for (const auto& [name, value] : variables) {
-    if (value.empty()) {
-      environment.erase(name);
-    } else {
-      environment[name] = value;
-    }
+    if (value.empty()) command.insert(command.end(), {"-u", name});
   }
+  for (const auto& [name, value] : variables) {
+    if (!value.empty()) command.push_back(name + "=" + value);
+  }
+  command.push_back(program);
+  command.insert(command.end(), arguments.begin(), arguments.end());
+
   const TestFolder folder;
   const std::string out = folder.path("out");
   const std::string err = folder.path("err");
-  process::child child(program, process::args(arguments), environment,
+  process::child child("/usr/bin/env", process::args(command),
                        process::std_in<process::null, process::std_out> out, process::std_err > err);
   child.wait();
   const int status = child.native_exit_code();
