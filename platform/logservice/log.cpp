@@ -1,5 +1,6 @@
 #include "logservice/log.h"
 
+#include <poll.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -25,10 +26,17 @@ constexpr Marks TERMINAL_MARKS = {"\033[1;31mP ",  // for panic, since E stands 
                                   "\033[1;31mA ", "\033[1;31mC ", "\033[31mE ", "\033[33mW ",
                                   "\033[36mN ",   "\033[32mI ",   "\033[34mD "};
 
+// Another program may have made the terminal or pipe that it shares with us non-blocking. False when nobody
+// reads on for a second.
+bool waitForRoom() {
+  pollfd waited = {STDERR_FILENO, POLLOUT, 0};
+  return poll(&waited, 1, 1000) > 0;
+}
+
 void writeWhole(const char* bytes, std::size_t count) {
   while (count > 0) {
     const ssize_t written = write(STDERR_FILENO, bytes, count);
-    if (written < 0 && errno == EINTR) continue;
+    if (written < 0 && (errno == EINTR || (errno == EAGAIN && waitForRoom()))) continue;
     if (written <= 0) return;
     bytes += written;
     count -= static_cast<std::size_t>(written);
@@ -74,6 +82,7 @@ __attribute__((format(printf, 3, 0))) void writeLine(std::string_view tag, int p
       if (const auto byte = static_cast<unsigned char>(*end); byte < 0x20 || byte == 0x7f) *end = '?';
     }
     *end = '\0';
+    // The system log puts the program's name in front; the tag stays, since it need not be that name.
     syslog(priority, "%s", tagStart);
     end += lineEnd.copy(end, lineEnd.size());
     writeWhole(line, static_cast<std::size_t>(end - line));

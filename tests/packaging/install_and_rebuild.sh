@@ -16,7 +16,8 @@ done
 
 "$cmake" -S "$source" -B "$folder/build" -G Ninja -DOSTREL_PLATFORM_PREFIX="$prefix" -DOSTREL_SANITIZE="$sanitize" \
   -DBUILD_TESTING=OFF >/dev/null
-"$cmake" --build "$folder/build" --target ostrelReplay >/dev/null
+"$cmake" --build "$folder/build" >/dev/null
 [ ! -e "$folder/build/lib/libostrel.so" ] || { echo "built our own flight-control library"; exit 1; }
-ldd "$folder/build/bin/ostrelReplay" | grep -q "libostrel.so.* => $prefix/$libdir/"
-"$folder/build/bin/ostrelReplay" -h | grep -q '^\* Usage: '
+"$cmake" --install "$folder/build" --prefix "$folder/second" >/dev/null
+ldd "$folder/second/bin/ostrelReplay" | grep -q "libostrel.so.* => $prefix/$libdir/"
+"$folder/second/bin/ostrelReplay" -h | grep -q '^\* Usage: '
