@@ -9,14 +9,11 @@ namespace {
 
 TEST(IsTlmb, LooksAtTheStartOfTheFirstWord) {
   const TestFolder folder;
-  const std::pair<const char*, bool> files[] = {
-      {"TLMB", true},    {"TLMB1 x", true}, {" \n\t\r\nTLMB\n", true},
-      {"TLM", false},    {"TLM B", false},  {"\xEF\xBB\xBFTLMB", false},
-      {"x TLMB", false}, {"", false},       {"tlmb", false},
-      {" \n ", false},
-  };
-  for (const auto& [bytes, expected] : files) {
-    EXPECT_EQ(LogFile::isTLMB(folder.write("log", bytes)), expected) << '"' << bytes << '"';
+  for (const char* bytes : {"TLMB", "TLMB1 x", " \n\t\r\nTLMB\n"}) {
+    EXPECT_TRUE(LogFile::isTLMB(folder.write("log", bytes))) << bytes;
+  }
+  for (const char* bytes : {"TLM", "TLM B", "\xEF\xBB\xBFTLMB", "x TLMB", "", "tlmb", " \n "}) {
+    EXPECT_FALSE(LogFile::isTLMB(folder.write("log", bytes))) << bytes;
   }
   EXPECT_FALSE(LogFile::isTLMB(folder.path("missing")));
   EXPECT_FALSE(LogFile::isTLMB(folder.makeDirectory("directory")));
@@ -25,15 +22,11 @@ TEST(IsTlmb, LooksAtTheStartOfTheFirstWord) {
 TEST(ReplayData, BindsTheStepIndexAndFreezesTheRegistry) {
   const TestFolder folder;
   DataRegistry registry;
-  ReplayData data(folder.write("log", continuousHeader({"index"}) + values({-5})), registry,
-                  LogFile::CONTENTS_CONTINUOUS);
+  const std::string log = folder.write("log", continuousHeader({"index"}) + values({-5}));
+  const ReplayData data(log, registry, LogFile::CONTENTS_CONTINUOUS);
   EXPECT_TRUE(registry.frozen);
   EXPECT_EQ(data.reader->popSample(), 0);
   EXPECT_EQ(data.index, -5);
-
-  const ReplayData second(folder.path("log"), registry, LogFile::CONTENTS_CONTINUOUS);
-  EXPECT_EQ(second.reader->popSample(), 0);
-  EXPECT_EQ(second.index, 0);  // refused: the name is taken and the registry frozen
 }
 
 TEST(ReplayDataDeathTest, EndsTheProcessWithoutALog) {

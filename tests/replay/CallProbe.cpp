@@ -1,9 +1,6 @@
 // Stands before the flight-control library and a few system calls at load time. Each call is shown as a
-// line
-// "@name arguments" on standard error, then made; the sleeps alone are only shown, so that tests need not
-// wait.
-//
-//   PROBE_THROW_AT=N     the Nth library step throws
+// line "@name arguments" on standard error, then made; the sleeps are only shown, so that no test waits.
+// With PROBE_THROW_AT=N the Nth library step throws.
 
 #include <dlfcn.h>
 #include <sys/prctl.h>

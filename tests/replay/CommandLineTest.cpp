@@ -1,3 +1,5 @@
+#include <tuple>
+
 #include "replay/ReplayFixture.hpp"
 
 using testing::ElementsAre;
@@ -53,45 +55,20 @@ TEST_F(CommandLine, ChecksComeAfterCleaningUpAndEndAtTheFirstFailure) {
                                  "<3>ostrelReplay: Continuous bbox file  does not exist"));
 }
 
-struct FailedCheck {
-  const char* label;
-  std::vector<std::string> arguments;  // CONT, EVENTS stand for the logs
-  std::string line;
-};
-void PrintTo(const FailedCheck& row, std::ostream* out) {
-  *out << row.label;
-}
-
-class RunCheck : public CommandLine, public testing::WithParamInterface<FailedCheck> {};
-
-TEST_P(RunCheck, SaysWhatIsMissing) {
+TEST_F(CommandLine, ChecksSayWhatIsMissing) {
   folder.write("root/etc/ostrel/file", "");
-  std::vector<std::string> arguments = GetParam().arguments;
-  for (std::string& argument : arguments) {
-    if (argument == "CONT") argument = continuous;
-    if (argument == "EVENTS") argument = events;
+  const std::pair<std::vector<std::string>, const char*> checks[] = {
+      {{"-i", continuous, "-i", "gone"}, "Continuous bbox file gone does not exist"},
+      {{"-i", continuous}, "Event bbox file  does not exist"},
+      {{"-i", continuous, "-e", "gone"}, "Event bbox file gone does not exist"},
+      {{"-i", continuous, "-e", events, "-d", "b"}, "No Ostrel configuration for b"},
+      {{"-i", continuous, "-e", events, "-d", "file"}, "No Ostrel configuration for file"},
+  };
+  for (const auto& [arguments, line] : checks) {
+    EXPECT_EQ(run(arguments).exitStatus, 1);
+    EXPECT_EQ(lines.back(), std::string("<3>ostrelReplay: ") + line);
+    EXPECT_THAT(linesLike({"<6>"}), IsEmpty());
   }
-  EXPECT_EQ(run(arguments).exitStatus, 1);
-  EXPECT_EQ(lines.back(), "<3>ostrelReplay: " + GetParam().line);
-  EXPECT_THAT(linesLike({"<6>"}), IsEmpty());
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Rows, RunCheck,
-    testing::ValuesIn<FailedCheck>({
-        {"LastContinuousLogCounts",
-         {"-i", "CONT", "-i", "gone"},
-         "Continuous bbox file gone does not exist"},
-        {"NoEventLog", {"-i", "CONT"}, "Event bbox file  does not exist"},
-        {"EventLogMissing", {"-i", "CONT", "-e", "gone"}, "Event bbox file gone does not exist"},
-        {"UnknownHardware", {"-i", "CONT", "-e", "EVENTS", "-d", "b"}, "No Ostrel configuration for b"},
-        {"HardwareIsAFile",
-         {"-i", "CONT", "-e", "EVENTS", "-d", "file"},
-         "No Ostrel configuration for file"},
-    }),
-    [](const auto& row) { return std::string(row.param.label); });
-
-TEST_F(CommandLine, EmptyRootLeavesTheSystemsOwn) {
   variables["OSTREL_ROOT_DIR"] = "/nowhere";
   EXPECT_EQ(run({"-i", continuous, "-e", events}).exitStatus, 1);
   EXPECT_EQ(lines.back(), "<3>ostrelReplay: No Ostrel configuration for ");
@@ -111,24 +88,23 @@ TEST_F(CommandLine, SummarisesTheRun) {
 }
 
 TEST_F(CommandLine, RunningModeFallsBackOnItsProperty) {
-  const auto modeWith = [this](const std::string& properties, const std::vector<std::string>& options) {
+  const std::string set = folder.write("set", "persist.running-mode=indoor\n");
+  const std::string unset = folder.write("unset", "# nothing\n");
+  const std::string unreadable = folder.makeDirectory("unreadable");
+  const std::tuple<std::string, std::vector<std::string>, std::string> modes[] = {
+      {set, {}, "indoor"},    {set, {"-m", "arg"}, "arg"}, {set, {"-m", ""}, "indoor"},
+      {unset, {}, "default"}, {"", {}, "default"},         {unreadable, {"-m", "arg"}, "arg"},
+  };
+  for (const auto& [properties, options, mode] : modes) {
     variables["SYS_PROP_FILE"] = properties;
     std::vector<std::string> arguments = {"-i", continuous, "-e", events, "-d", "board"};
     arguments.insert(arguments.end(), options.begin(), options.end());
     run(arguments);
-    const std::vector<std::string> created = linesLike({"@OSTREL_new"});
-    return created.empty() ? lines.back() : created.front();
-  };
-  const std::string set = folder.write("set", "persist.running-mode=indoor\n");
-  const std::string unset = folder.write("unset", "# nothing\n");
-  const std::string unreadable = folder.makeDirectory("unreadable");
-  EXPECT_EQ(modeWith(set, {}), "@OSTREL_new board indoor");
-  EXPECT_EQ(modeWith(set, {"-m", "arg"}), "@OSTREL_new board arg");
-  EXPECT_EQ(modeWith(set, {"-m", ""}), "@OSTREL_new board indoor");
-  EXPECT_EQ(modeWith(unset, {}), "@OSTREL_new board default");
-  EXPECT_EQ(modeWith("", {}), "@OSTREL_new board default");
-  EXPECT_EQ(modeWith(unreadable, {}), "<3>ostrelReplay: Could not get running mode from properties");
-  EXPECT_EQ(modeWith(unreadable, {"-m", "arg"}), "@OSTREL_new board arg");
+    EXPECT_THAT(linesLike({"@OSTREL_new"}), ElementsAre("@OSTREL_new board " + mode));
+  }
+  variables["SYS_PROP_FILE"] = unreadable;
+  EXPECT_EQ(run({"-i", continuous, "-e", events, "-d", "board"}).exitStatus, 1);
+  EXPECT_EQ(lines.back(), "<3>ostrelReplay: Could not get running mode from properties");
 }
 
 }  // namespace

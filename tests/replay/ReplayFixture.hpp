@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <sstream>
 #include <string>
@@ -51,12 +52,8 @@ class ReplayFixture : public testing::Test {
   std::vector<std::string> linesLike(const std::vector<std::string>& starts) const {
     std::vector<std::string> found;
     for (const std::string& line : lines) {
-      for (const std::string& start : starts) {
-        if (line.rfind(start, 0) == 0) {
-          found.push_back(line);
-          break;
-        }
-      }
+      const auto begins = [&](const std::string& start) { return line.rfind(start, 0) == 0; };
+      if (std::any_of(starts.begin(), starts.end(), begins)) found.push_back(line);
     }
     return found;
   }

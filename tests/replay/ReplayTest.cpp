@@ -1,10 +1,12 @@
+#include <tuple>
+
 #include "replay/ReplayFixture.hpp"
+#include "support/Row.hpp"
 
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 
 namespace {
 
@@ -31,8 +33,7 @@ TEST_F(Replay, RunsOneStepPerSampleFromStartToTearDown) {
       linesLike({"@", "<7>ostrel: call", "<6>ostrelReplay: R", "<4>ostrelReplay: 137 ", "<3>"}),
       ElementsAre("@prctl 29 1", "@unlink /dev/shm/shd_navdata-replay", "@unlink /dev/shm/shd_ostrellite",
                   "@sleep 1", "<4>ostrelReplay: 137 registered entries not found in file :",
-                  "<3>ostrelReplay: Using droneVariant given in args : board",
-                  "@OSTREL_new board default",               //
+                  "<3>ostrelReplay: Using droneVariant given in args : board", "@OSTREL_new board default",
                   "@OSTREL_process flags=100", "@usleep 1",  //
                   "<7>ostrel: call set_motors_armed(armed=1)",
                   "<7>ostrel: call take_off(altitude=2.5)",  //
@@ -43,26 +44,19 @@ TEST_F(Replay, RunsOneStepPerSampleFromStartToTearDown) {
                   "<6>ostrelReplay: Ran 2 steps of ostrel", "@OSTREL_delete"));
 }
 
-struct Indices {
-  const char* label;
+struct Indices : Row {
   std::vector<int> indices;
   std::vector<std::string> lines;  // the tool's own from the first step on
 };
-void PrintTo(const Indices& row, std::ostream* out) {
-  *out << row.label;
-}
-
 class StepIndices : public Replay, public testing::WithParamInterface<Indices> {};
 
 TEST_P(StepIndices, DecideWarningsAndTheEnd) {
   EXPECT_EQ(replay(samples(GetParam().indices), APIS).exitStatus, 0);
-  const std::vector<std::string> own =
-      linesLike({"<4>ostrelReplay: J", "<4>ostrelReplay: E", "<6>ostrelReplay: R"});
-  EXPECT_EQ(own, GetParam().lines);
+  EXPECT_EQ(linesLike({"<4>ostrelReplay: J", "<4>ostrelReplay: E", "<6>ostrelReplay: R"}),
+            GetParam().lines);
 }
 
-constexpr int MOST = std::numeric_limits<int>::max();
-constexpr int LEAST = std::numeric_limits<int>::min();
+constexpr int MOST = 2147483647;
 const std::string END = "<6>ostrelReplay: Reached end of replay";
 std::string ran(int last) {
   return "<6>ostrelReplay: Ran " + std::to_string(last) + " steps of ostrel";
@@ -72,23 +66,18 @@ std::string jumped(int steps, int after) {
          std::to_string(after);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, StepIndices,
-                         testing::ValuesIn<Indices>({
-                             {"NoSample", {}, {END, ran(0)}},
-                             {"GapAfterOne", {0, 1, 2, 5}, {jumped(3, 2), END, ran(5)}},
-                             {"GapAfterZero", {0, 4}, {END, ran(4)}},
-                             {"BackwardsAndRepeated", {7, 3, 3}, {END, ran(3)}},
-                             {"LargestGap", {1, MOST}, {jumped(MOST - 1, 1), END, ran(MOST)}},
-                             {"Negative",
-                              {1, -5, 2},
-                              {"<4>ostrelReplay: Error on replay data read : Input/output error", ran(1)}},
-                             {"NegativeLikeTheEnd", {1, -61, 2}, {END, ran(1)}},
-                             {"MostNegative",
-                              {3, LEAST},
-                              {"<4>ostrelReplay: Error on replay data read : Unknown error -2147483648",
-                               ran(3)}},
-                         }),
-                         [](const auto& row) { return std::string(row.param.label); });
+const std::string READ_ERROR = "<4>ostrelReplay: Error on replay data read : ";
+const Indices INDICES[] = {
+    {"NoSample", {}, {END, ran(0)}},
+    {"GapAfterOne", {0, 1, 2, 5}, {jumped(3, 2), END, ran(5)}},
+    {"GapAfterZero", {0, 4}, {END, ran(4)}},
+    {"BackwardsAndRepeated", {7, 3, 3}, {END, ran(3)}},
+    {"LargestGap", {1, MOST}, {jumped(MOST - 1, 1), END, ran(MOST)}},
+    {"Negative", {1, -5, 2}, {READ_ERROR + "Input/output error", ran(1)}},
+    {"NegativeLikeTheEnd", {1, -61, 2}, {END, ran(1)}},
+    {"MostNegative", {3, -MOST - 1}, {READ_ERROR + "Unknown error -2147483648", ran(3)}},
+};
+INSTANTIATE_ROWS(StepIndices, INDICES);
 
 TEST_F(Replay, NegativeIndexRunsNoStep) {
   replay(samples({1, -5}), APIS + event(-5, 2));
@@ -97,23 +86,15 @@ TEST_F(Replay, NegativeIndexRunsNoStep) {
 
 TEST_F(Replay, LogWithoutIndexStaysAtStepZero) {
   replay(continuousHeader({"inputs.sensors.flags"}) + values({7, 8}), APIS + event(0, 2) + event(9, 2));
-  EXPECT_THAT(linesLike({"@OSTREL_process"}),
-              ElementsAre("@OSTREL_process flags=7", "@OSTREL_process flags=8"));
-  EXPECT_THAT(lines, Contains(ran(0)));
+  EXPECT_THAT(linesLike({"@OSTREL_process", "<6>ostrelReplay: Ran"}),
+              ElementsAre("@OSTREL_process flags=7", "@OSTREL_process flags=8", ran(0)));
 }
 
 TEST_F(Replay, CallsMetWithTheEndOfTheEventLogAreReportedLost) {
   variables["LOG_LEVEL"] = "7";
   replay(samples({0, 1, 2}), APIS + event(1, 2));
-  EXPECT_THAT(lines,
-              Contains("<4>ostrelReplay: Error on replay event read during step 1 : No data available"));
-  EXPECT_THAT(linesLike({"<4>ostrelReplay: Error"}), testing::SizeIs(1));
-  EXPECT_THAT(lines, Not(Contains(HasSubstr("call land"))));
-}
-
-TEST_F(Replay, OrdinaryEndOfTheEventLogIsNotReported) {
-  replay(samples({0, 1}), APIS);
-  EXPECT_THAT(linesLike({"<4>ostrelReplay: Error"}), IsEmpty());
+  EXPECT_THAT(linesLike({"<4>ostrelReplay: Error", "<7>ostrel: call"}),
+              ElementsAre("<4>ostrelReplay: Error on replay event read during step 1 : No data available"));
 }
 
 class Export : public Replay {
@@ -136,7 +117,7 @@ class Export : public Replay {
 };
 
 TEST_F(Export, ReplaysToTheSameBytes) {
-  std::string whole = continuousHeader({"index", "inputs.sensors.flags"});
+  std::string whole = COLUMNS;
   for (int i = 0; i < 4; ++i) whole += values({double(i), 7.0});
   folder.write("cont", whole);
   EXPECT_THAT(replayInto(folder.path("first"), flight), IsEmpty());
@@ -172,103 +153,46 @@ TEST_F(Export, NeverOverwritesAnInput) {
 }
 
 TEST_F(Export, WithoutTheSettingsServiceTheReplayRuns) {
-  folder.write("cont", samples({0, 1}));
   variables["KVS_FILE"] = folder.makeDirectory("directory");
-  EXPECT_EQ(run({"-i", flight, "-e", folder.write("events", APIS), "-d", "board", "-g", "out"}).exitStatus,
-            0);
+  EXPECT_EQ(replay(samples({0, 1}), APIS, {"-d", "board", "-g", "out"}).exitStatus, 0);
   EXPECT_THAT(lines, Contains("<4>ostrelReplay: Could not create KVS context"));
   EXPECT_THAT(lines, Contains(ran(1)));
 }
 
-TEST_F(Replay, BlackboxLogThatIsNoneEndsTheSetUp) {
+TEST_F(Replay, LogsThatCanNotBeReadEndTheSetUp) {
+  const std::string log = folder.path("cont");
   EXPECT_EQ(replay(" TLMB", APIS).exitStatus, 1);
-  EXPECT_THAT(linesLike({"<3>ostrelReplay: "}),
-              ElementsAre(HasSubstr("Unable to open '" + folder.path("cont") + "': err=-22"),
-                          HasSubstr("Could not open " + folder.path("cont") + " : ")));
-}
-
-TEST_F(Replay, EventLogIsLegacyWhateverItHolds) {
-  EXPECT_EQ(replay(samples({0}), "TLMB\n").exitStatus, 1);
+  EXPECT_THAT(linesLike({"<3>ostrelReplay"}), ElementsAre(HasSubstr("Unable to open '" + log + "': err=-22"),
+                                              HasSubstr("Could not open " + log + " : ")));
+  EXPECT_EQ(replay(samples({0}), "TLMB\n").exitStatus, 1);  // no blackbox log serves for events
   EXPECT_EQ(lines.back(), "<3>ostrelReplay: File doesn't have a 'type' entry");
-}
-
-TEST_F(Replay, DirectoriesAsLogsEndTheSetUp) {
   const std::string directory = folder.makeDirectory("directory");
   EXPECT_EQ(run({"-i", directory, "-e", directory, "-d", "board"}).exitStatus, 1);
   EXPECT_THAT(lines, Contains("<3>ostrelReplay: Could not read " + directory + " : Is a directory"));
 }
 
-struct Variant {
-  const char *label, *continuous, *events, *properties;
-  std::vector<std::string> options;
-  int exitStatus;
-  const char *line, *variant;
-};
-void PrintTo(const Variant& row, std::ostream* out) {
-  *out << row.label;
-}
-
-class VariantSource : public Replay, public testing::WithParamInterface<Variant> {};
-
-TEST_P(VariantSource, IsTheFirstThatHasOne) {
-  const Variant& row = GetParam();
-  variables["SYS_PROP_FILE"] = folder.write("properties", row.properties);
-  EXPECT_EQ(replay(continuousHeader({"index"}, row.continuous), eventHeader("land", "0", "x", row.events),
-                   row.options)
-                .exitStatus,
-            row.exitStatus);
-  EXPECT_THAT(linesLike({"<3>"}), ElementsAre(std::string("<3>ostrelReplay: ") + row.line));
-  EXPECT_THAT(linesLike({"@OSTREL_new"}).size(), row.exitStatus == 0 ? 1U : 0U);
-  if (row.exitStatus == 0) {
-    EXPECT_EQ(linesLike({"@OSTREL_new"}).front(), std::string("@OSTREL_new ") + row.variant + " default");
+TEST_F(Replay, VariantIsTheFirstThatHasOne) {
+  using Options = std::vector<std::string>;
+  const std::string c = "ro.hardware : c\n", e = "product : e\n", p = "ro.hardware=p\n";
+  const std::tuple<std::string, std::string, std::string, Options, std::string, std::string> sources[] = {
+      {c, e, p, {"-d", "board"}, "Using droneVariant given in args : ", "board"},
+      {c, e, p, {}, "droneVariant found in Data file : ", "c"},
+      {"ro.hardware\n", e, p, {}, "droneVariant found in Event file : ", "e"},
+      {"", "", p, {}, "droneVariant found from system properties : ", "p"},
+  };
+  for (const auto& [continuous, events, properties, options, line, variant] : sources) {
+    variables["SYS_PROP_FILE"] = folder.write("properties", properties);
+    const std::string columns = continuousHeader({"index"}, continuous);
+    EXPECT_EQ(replay(columns, eventHeader("land", "0", "x", events), options).exitStatus, 0);
+    EXPECT_THAT(linesLike({"<3>", "@OSTREL_new"}),
+                ElementsAre("<3>ostrelReplay: " + line + variant, "@OSTREL_new " + variant + " default"));
   }
+  folder.write("properties", "ro.hardware=\n");
+  EXPECT_EQ(replay(samples({}), APIS, {}).exitStatus, 1);
+  EXPECT_THAT(linesLike({"<3>", "@OSTREL_new"}),
+              ElementsAre("<3>ostrelReplay: No drones variant found in log file and in properties,please "
+                          "give your variant with -d VARIANT"));
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Rows, VariantSource,
-    testing::ValuesIn<Variant>({
-        {"CommandLine",
-         "ro.hardware : c\n",
-         "product : e\n",
-         "ro.hardware=p\n",
-         {"-d", "board"},
-         0,
-         "Using droneVariant given in args : board",
-         "board"},
-        {"ContinuousLog",
-         "ro.hardware : c\n",
-         "product : e\n",
-         "ro.hardware=p\n",
-         {},
-         0,
-         "droneVariant found in Data file : c",
-         "c"},
-        {"EventLog",
-         "ro.hardware\n",
-         "product : e\n",
-         "ro.hardware=p\n",
-         {},
-         0,
-         "droneVariant found in Event file : e",
-         "e"},
-        {"Property",
-         "",
-         "",
-         "ro.hardware=p\n",
-         {},
-         0,
-         "droneVariant found from system properties : p",
-         "p"},
-        {"Nowhere",
-         "",
-         "",
-         "ro.hardware=\n",
-         {},
-         1,
-         "No drones variant found in log file and in properties,please give your variant with -d VARIANT",
-         ""},
-    }),
-    [](const auto& row) { return std::string(row.param.label); });
 
 TEST_F(Replay, ExceptionOfAStepTearsDownInOrderAndGoesOn) {
   variables["PROBE_THROW_AT"] = "2";

@@ -16,34 +16,27 @@ class ApiProbe {
   explicit ApiProbe(const Apis& apis) {
     for (const auto& [name, argumentNames] : apis) {
       Api& api = byName[name];
-      api.link = {nullptr, &api.registry};
-      for (const std::string& argument : argumentNames) {
-        api.registry.reg<double>(argument, &api.storage.emplace_back(0.0));
-      }
-      api.registry.freeze();
-      registry.reg<unsigned long>(name, reinterpret_cast<unsigned long*>(&api.link));
+      for (const auto& argument : argumentNames) api.entries.reg(argument, &api.fields.emplace_back(0.0));
+      api.entries.freeze();
+      registry.reg(name, reinterpret_cast<unsigned long*>(&api));
     }
     registry.freeze();
   }
 
   /// What the API's arguments hold, in name order.
   std::vector<double> arguments(const std::string& name) {
-    std::vector<double> held;
-    for (DataEntryBase* entry : byName.at(name).registry.entryList) held.push_back(entry->toRecordFormat());
-    return held;
+    const std::deque<double>& held = byName.at(name).fields;
+    return {held.begin(), held.end()};
   }
 
   DataRegistry registry;
 
  private:
-  struct Link {
-    void* unused;
-    DataRegistry* arguments;
-  };
   struct Api {
-    Link link;
-    DataRegistry registry;
-    std::deque<double> storage;
+    void* unused = nullptr;
+    DataRegistry* arguments = &entries;
+    DataRegistry entries;
+    std::deque<double> fields;
   };
   std::map<std::string, Api> byName;
 };

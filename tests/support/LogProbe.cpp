@@ -8,25 +8,15 @@
 
 namespace {
 
-struct Line {
-  int priority;
-  std::string text;
-};
-
-std::vector<Line>& keptLines() {
-  static std::vector<Line> lines;
-  return lines;
-}
+std::vector<std::pair<int, std::string>> keptLines;
 
 }  // namespace
 
 std::vector<std::string> takeLogLines(int lowestPriority) {
   std::vector<std::string> texts;
-  for (const Line& line : keptLines()) {
-    if (line.priority <= lowestPriority)
-      texts.push_back("<" + std::to_string(line.priority) + ">" + line.text);
+  for (const auto& [priority, line] : std::exchange(keptLines, {})) {
+    if (priority <= lowestPriority) texts.push_back(line);
   }
-  keptLines().clear();
   return texts;
 }
 
@@ -40,7 +30,8 @@ void log_print(const char* /*tag*/, int priority, const char* format, ...) {
   char* text = nullptr;
   if (vasprintf(&text, format, arguments) < 0) std::abort();
   va_end(arguments);
-  std::fprintf(stderr, "<%d>%s\n", priority, text);
-  keptLines().push_back({priority, text});
+  const std::string& line =
+      keptLines.emplace_back(priority, "<" + std::to_string(priority) + ">" + text).second;
+  std::fprintf(stderr, "%s\n", line.c_str());
   std::free(text);
 }
