@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <string>
-#include <utility>
+#include <tuple>
 #include <vector>
 
 #include "support/TestFolder.hpp"
@@ -15,56 +15,37 @@ namespace {
 
 using namespace std::string_literals;
 
-using Answer = std::pair<int, std::string>;  // result, and text in the buffer
-
-// What sys_prop_get() answers for "key" with the property file at `path`.
-Answer get(const std::string& path, const char* fallback = "default") {
-  setenv("SYS_PROP_FILE", path.c_str(), 1);
-  std::array<char, SYS_PROP_VALUE_MAX> value;
-  value.fill('?');
-  const int result = sys_prop_get("key", value.data(), fallback);
-  unsetenv("SYS_PROP_FILE");
-  return {result, value.data()};
-}
-
-TEST(PropertyStore, GivesTheValueOfTheKeysLastLine) {
-  const std::vector<std::pair<std::string, Answer>> rows = {
-      {"other=1\nkey=value\n", {5, "value"}},
-      {"key=a\nkey=b", {1, "b"}},
-      {" \tkey = a b \r\n", {3, "a b"}},
-      {"key=a=b#c\n", {5, "a=b#c"}},
-      {"key=\n", {0, ""}},
-      {"#key=a\n # key=b\nkey\n=c\nkeys=d\n", {7, "default"}},
-      {"key=" + std::string(91, 'x'), {91, std::string(91, 'x')}},
-      {"key=" + std::string(92, 'x'), {-EMSGSIZE, "default"}},
-      {"key=a\0b"s, {-EILSEQ, "default"}},
-      {"key=value" + std::string((1 << 20) - 9, '\n'), {5, "value"}},
-      {"key=value" + std::string((1 << 20) - 8, '\n'), {-EFBIG, "default"}},
-  };
+TEST(PropertyStore, GivesTheValueOfTheKeysLastLineOrTheDefault) {
   const TestFolder folder;
-  for (const auto& [file, answer] : rows) {
-    EXPECT_EQ(get(folder.write("properties", file)), answer) << file.substr(0, 100);
-  }
-}
-
-TEST(PropertyStore, TellsAMissingFileFromAnUnreadableOne) {
-  const TestFolder folder;
-  EXPECT_EQ(get(folder.path("missing")), Answer(7, "default"));
-  EXPECT_EQ(get(folder.write("file", "") + "/below"), Answer(7, "default"));
-  EXPECT_EQ(get(folder.path("missing"), nullptr), Answer(0, ""));
-  EXPECT_EQ(get(folder.makeDirectory("directory")), Answer(-EISDIR, "default"));
   ASSERT_EQ(mkfifo(folder.path("pipe").c_str(), 0600), 0);
-  EXPECT_EQ(get(folder.path("pipe")), Answer(7, "default"));
-}
-
-TEST(PropertyStore, RefusesADefaultThatDoesNotFitOnlyWhenItIsNeeded) {
-  const TestFolder folder;
-  const std::string tooLong(92, 'x');
-  EXPECT_EQ(get(folder.path("missing"), tooLong.c_str()), Answer(-EMSGSIZE, ""));
-  EXPECT_EQ(get(folder.write("properties", "key=a"), tooLong.c_str()), Answer(1, "a"));
-  std::array<char, SYS_PROP_VALUE_MAX> value{};
-  EXPECT_EQ(sys_prop_get("", value.data(), "default"), -EINVAL);
-  EXPECT_EQ(sys_prop_get("key", nullptr, "default"), -EINVAL);
+  int made = 0;
+  const auto file = [&](const std::string& bytes) { return folder.write(std::to_string(++made), bytes); };
+  const std::string x91(91, 'x'), x92(92, 'x');
+  const std::vector<std::tuple<std::string, const char*, int, std::string>> rows = {
+      {file("other=1\nkey=value\n"), "default", 5, "value"},
+      {file("key=a\nkey=b"), x92.c_str(), 1, "b"},
+      {file(" \tkey = a b \r\n"), "default", 3, "a b"},
+      {file("key=a=b#c\n"), "default", 5, "a=b#c"},
+      {file("key=\n"), "default", 0, ""},
+      {file("#key=a\n # key=b\nkey\n=c\nkeys=d\n"), "default", 7, "default"},
+      {file("key=" + x91), "default", 91, x91},
+      {file("key=" + x92), "default", -EMSGSIZE, "default"},
+      {file("key=a\0b"s), "default", -EILSEQ, "default"},
+      {file("key=value" + std::string((1 << 20) - 9, '\n')), "default", 5, "value"},
+      {file("key=value" + std::string((1 << 20) - 8, '\n')), "default", -EFBIG, "default"},
+      {folder.path("missing"), "default", 7, "default"},
+      {folder.path("missing"), nullptr, 0, ""},
+      {folder.path("missing"), x92.c_str(), -EMSGSIZE, ""},
+      {folder.path("pipe"), "default", 7, "default"},
+      {folder.makeDirectory("directory"), "default", -EISDIR, "default"},
+  };
+  for (const auto& [path, fallback, result, text] : rows) {
+    setenv("SYS_PROP_FILE", path.c_str(), 1);
+    std::array<char, SYS_PROP_VALUE_MAX> value;
+    value.fill('?');
+    EXPECT_EQ(sys_prop_get("key", value.data(), fallback), result) << path;
+    EXPECT_EQ(value.data(), text) << path;
+  }
 }
 
 }  // namespace
