@@ -1,11 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <fstream>
 #include <memory>
-#include <string>
 #include <vector>
 
+#include "logfile/LegacyFile.hpp"
 #include "logfile/LegacyFormat.hpp"
 #include "logfile/LegacySample.hpp"
 #include "logfile/LogFile.hpp"
@@ -52,23 +51,16 @@ class LegacyReader : public LogFile::IReader {
   int popSample(int index, std::vector<int>& events) override;
 
  private:
-  std::string extractHeader();
-  bool readLine(std::string& line);
   int fillSample(unsigned long n);
-  bool skipValues(std::uint64_t n);
   bool readHeaderAhead();
   bool readArguments();
   void reportDamage() const;
-  void reportReadError() const;
 
   DataRegistry& registry;
   LogFile::Contents contents;
-  std::ifstream file;
+  LegacyFile file;
   std::unique_ptr<LegacyFormat> format;
   std::unique_ptr<LegacySample> sample;
-  std::string path;
-  std::vector<char> buffer;        ///< the stream's; in use until close()
-  std::uint64_t position = 0;      ///< bytes read of the file
   std::uint64_t recordOffset = 0;  ///< where the current event record starts
   bool headerAhead = false;        ///< the sample holds the header of an event that is not due yet
 };
