@@ -15,6 +15,7 @@
 
 #include "blackbox_format.hpp"
 #include "logservice/log.h"
+#include "telemetry/blackbox_position.hpp"
 
 namespace telemetry {
 namespace {
@@ -59,7 +60,7 @@ class Payload {
   std::size_t left;
 };
 
-class BlackboxReader final : public BlackboxReaderItf {
+class BlackboxReader final : public BlackboxReaderItf, public BlackboxPosition {
  public:
   explicit BlackboxReader(BlackboxReaderItfCb* target) : callbacks(target), buffer(bufferBytes) {}
   ~BlackboxReader() override { closeFile(); }
@@ -71,6 +72,8 @@ class BlackboxReader final : public BlackboxReaderItf {
                                    std::size_t size) const override;
   unsigned int varCount(unsigned int id) const override;
   const VarDesc& varDesc(unsigned int id, unsigned int index) const override;
+  std::uint64_t position() const override { return offset; }
+  bool closed() const override { return endRead; }
 
  private:
   struct Section {
@@ -103,6 +106,7 @@ class BlackboxReader final : public BlackboxReaderItf {
   std::size_t begin = 0;  ///< the bytes read and not yet consumed, in `buffer`
   std::size_t end = 0;
   std::uint64_t offset = 0;     ///< of the byte at `begin` in the file
+  bool endRead = false;         ///< the END block was the last
   format::BlockHeader block{};  ///< the block at `begin`, once readBlock() has checked it
   std::map<unsigned int, Section> sections;
 };
@@ -131,6 +135,7 @@ int BlackboxReader::close() {
   status = -EBADF;
   begin = end = 0;
   offset = 0;
+  endRead = false;
   sections.clear();
   return 0;
 }
@@ -327,9 +332,11 @@ int BlackboxReader::deliverSample() {
 int BlackboxReader::endLog() {
   const int result = fill(sizeof block + block.payloadBytes + 1);
   if (result < 0) return result;
-  return end - begin > sizeof block + block.payloadBytes
-             ? damaged("followed by more, though it is the last")
-             : -ENOENT;
+  if (end - begin > sizeof block + block.payloadBytes)
+    return damaged("followed by more, though it is the last");
+  consume(sizeof block + block.payloadBytes);
+  endRead = true;
+  return -ENOENT;
 }
 
 }  // namespace
