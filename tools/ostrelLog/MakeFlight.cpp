@@ -13,6 +13,7 @@
 #include "ostrelLog/FlightSimulation.hpp"
 #include "ostrelLog/LegacyWriter.hpp"
 #include "ostrelLog/OutputFile.hpp"
+#include "ostrelLog/Report.hpp"
 #include "registry/DataRegistry.hpp"
 #include "registry/Introspect.hpp"
 
@@ -26,11 +27,6 @@ constexpr double MOST_STEPS = std::numeric_limits<int>::max();
 /// The flight's steps, to the nearest number: any flight has one.
 double stepCount(const FlightOptions& options) {
   return std::max(1.0, std::floor(options.seconds * options.rate + 0.5));
-}
-
-bool report(const std::string& where, const std::string& reason) {
-  std::cerr << "ostrelLog: " << where << ": " << reason << std::endl;
-  return false;
 }
 
 /// Whether an operation on the file succeeded; a failure is reported.
@@ -105,8 +101,6 @@ int makeFlight(const FlightOptions& options) {
   callsFile.keep();
 
   std::cout << samplesFile.path << ": " << steps << " samples of " << samples.columnCount() << " columns, "
-            << callsFile.path << ": " << calls.size() << " calls" << std::endl;
-  if (std::cout) return 0;
-  report("standard output", "could not be written");
-  return 1;
+            << callsFile.path << ": " << calls.size() << " calls\n";
+  return finishOutput() ? 0 : 1;
 }

@@ -7,6 +7,8 @@
 #include <string>
 #include <system_error>
 
+#include "ostrelLog/LogDiff.hpp"
+#include "ostrelLog/LogInfo.hpp"
 #include "ostrelLog/MakeFlight.hpp"
 
 namespace {
@@ -47,18 +49,63 @@ CLI::App* addMake(CLI::App& program, FlightOptions& options) {
   return make;
 }
 
-int run(int argc, char** argv) {
+/// Adds the verb `info`, whose arguments go into `options`.
+CLI::App* addInfo(CLI::App& program, InfoOptions& options) {
+  CLI::App* info = program.add_subcommand(
+      "info",
+      "Say what logs of any kind are: variant, columns, sections or APIs, records, step indices and\n"
+      "their gaps, and whether the end is whole or cut, and where.\n"
+      "Exit status: 0 all whole, 3 one is cut or damaged, 1 one can't be read or is no log.");
+  info->add_option("FILE", options.files, "Legacy continuous, legacy event and blackbox logs")->required();
+  info->add_flag("--json", options.json, "Print an array with one object per file, for programs");
+  info->add_flag("--columns", options.columns, "Name every column or variable with its type");
+  return info;
+}
+
+/// Adds the verb `diff`, whose arguments go into `options`.
+CLI::App* addDiff(CLI::App& program, DiffOptions& options) {
+  CLI::App* diff = program.add_subcommand(
+      "diff",
+      "Compare two logs of any kind step by step: records by their index, calls by their step.\n"
+      "Exact means that NaN equals NaN and -0.0 differs from 0.0. Against a blackbox log, values of a\n"
+      "legacy log count as a replay stores them in a variable of the blackbox log's type.\n"
+      "Exit status: 0 same, 1 different, 2 trouble, such as a log that is cut or damaged.");
+  diff->add_option("A", options.fileA, "First log")->required();
+  diff->add_option("B", options.fileB, "Second log")->required();
+  diff->add_option("--tolerance", options.tolerance, "Largest absolute difference that counts as none")
+      ->type_name("T");
+  diff->add_option(
+          "--only", options.only,
+          "Compare only what this shell pattern names, such as 'inputs.*'; may be repeated. Calls\n"
+          "are named API and API.ARGUMENT")
+      ->type_name("PATTERN")
+      ->allow_extra_args(false);
+  diff->add_option("--section", options.section,
+                   "Section of a blackbox log; otherwise the first one that has samples")
+      ->type_name("NAME");
+  diff->add_flag("--by-record", options.byRecord,
+                 "Line records up by their number, as a log whose index has gaps\nand its replay need");
+  return diff;
+}
+
+/// Runs the program. `failure` is the exit status that an exception must give.
+int run(int argc, char** argv, int& failure) {
   CLI::App program("Works with the flight logs that ostrelReplay replays.", "ostrelLog");
   // One help text for all, so that no option is a second look-up away; the verbs take over the same flag.
   program.set_help_flag();
   program.set_help_all_flag("-h,--help", "Print this help and exit");
-  program.footer("Exit status: 0 done, 1 a file could not be written, 2 wrong usage.");
+  program.footer(
+      "Exit status: 0 done, 1 a file could not be written, 2 wrong usage; of info and diff as said there.");
   program.failure_message([](const CLI::App*, const CLI::Error& error) {
     return std::string("ostrelLog: ") + error.what() + " (see ostrelLog --help)\n";
   });
   program.require_subcommand(1);
   FlightOptions flight;
+  InfoOptions information;
+  DiffOptions comparison;
   const CLI::App* make = addMake(program, flight);
+  const CLI::App* info = addInfo(program, information);
+  const CLI::App* diff = addDiff(program, comparison);
 
   try {
     program.parse(argc, argv);
@@ -66,6 +113,14 @@ int run(int argc, char** argv) {
       const std::string fault = optionsFault(flight);
       if (!fault.empty()) throw CLI::ValidationError(fault);
       return makeFlight(flight);
+    }
+    if (info->parsed()) return describeLogs(information);
+    if (diff->parsed()) {
+      if (comparison.tolerance && !(*comparison.tolerance >= 0.0)) {  // NaN fails too
+        throw CLI::ValidationError("--tolerance: must be 0 or more");
+      }
+      failure = EXIT_TROUBLE;  // 1 would say that the logs differ
+      return diffLogs(comparison);
     }
   } catch (const CLI::ParseError& error) {
     return program.exit(error) == 0 ? 0 : EXIT_USAGE;
@@ -76,10 +131,11 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  int failure = EXIT_FAILURE;
   try {
-    return run(argc, argv);
+    return run(argc, argv, failure);
   } catch (const std::exception& error) {  // such as the lack of memory
     static_cast<void>(std::fprintf(stderr, "ostrelLog: %s\n", error.what()));
-    return EXIT_FAILURE;
+    return failure;
   }
 }

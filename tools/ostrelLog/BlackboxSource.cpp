@@ -1,0 +1,157 @@
+#include "ostrelLog/BlackboxSource.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <map>
+#include <system_error>
+#include <utility>
+
+#include "ostrelLog/ElementType.hpp"
+#include "registry/Conversion.hpp"
+#include "telemetry/blackbox_position.hpp"
+#include "telemetry/blackbox_reader.hpp"
+
+namespace {
+
+/// Bounds the memory that a log can ask for by describing ever more sections: as many as can exist at once.
+constexpr std::size_t MAX_LAYOUTS = 256;
+
+std::size_t bytesOf(const telemetry::VarDesc& variable) {
+  return variable.elementBytes * variable.count;
+}
+
+bool sameVariable(const telemetry::VarDesc& a, const telemetry::VarDesc& b) {
+  return a.name == b.name && a.type == b.type && a.count == b.count && a.elementBytes == b.elementBytes;
+}
+
+class BlackboxSource final : public LogSource, private telemetry::BlackboxReaderItfCb {
+ public:
+  explicit BlackboxSource(const std::string& path)
+      : LogSource(LogKind::BLACKBOX, path), reader(telemetry::BlackboxReaderItf::create(this)) {}
+
+  /// 0, also for a log whose header is damaged; or the negated errno of the telemetry library.
+  int open() {
+    const int result = reader->open(file);
+    if (result != -EBADMSG) return result;
+    headDamaged = true;
+    return 0;
+  }
+
+ private:
+  /// Where the samples of a section have their step index.
+  struct Index {
+    std::size_t offset;
+    const ElementType* type;
+  };
+
+  struct Section {
+    const RecordLayout* layout;
+    std::optional<Index> index;
+    std::int64_t number = 0;  ///< of the next sample, for one without an index
+  };
+
+  bool read(Record& record) override {
+    if (headDamaged) {
+      ended(LogEnd::DAMAGED, std::nullopt, "in its header");
+      return false;
+    }
+    sampled = nullptr;
+    int result = 0;
+    while (result == 0 && sampled == nullptr && !tooManyLayouts) result = reader->step();
+    if (sampled == nullptr) {
+      judgeEnd(result);
+      return false;
+    }
+    record = {sampled->layout, indexOf(*sampled), sample.data()};
+    return true;
+  }
+
+  void judgeEnd(int result) {
+    const auto* progress = dynamic_cast<const telemetry::BlackboxPosition*>(reader.get());
+    std::optional<std::uint64_t> byte;
+    if (progress != nullptr) byte = progress->position();
+    if (tooManyLayouts) {
+      ended(LogEnd::DAMAGED, byte, "more than " + std::to_string(MAX_LAYOUTS) + " different sections");
+    } else if (result == -EBADMSG) {
+      ended(LogEnd::DAMAGED, byte);
+    } else if (result != -ENOENT) {
+      ended(LogEnd::UNREADABLE, byte, std::generic_category().message(-result));
+    } else if (progress != nullptr && !progress->closed()) {
+      ended(LogEnd::CUT, byte);
+    }
+  }
+
+  std::int64_t indexOf(Section& section) {
+    if (!section.index) return section.number++;
+    const long double value = section.index->type->read(sample.data() + section.index->offset);
+    return fieldFromRecord<std::int32_t>(static_cast<double>(value));
+  }
+
+  /// The layout of a section that is described this way, kept for good. Null when there are too many.
+  const RecordLayout* layoutOf(RecordLayout described) {
+    for (const auto& layout : known) {
+      if (layout->name == described.name &&
+          std::equal(layout->variables.begin(), layout->variables.end(), described.variables.begin(),
+                     described.variables.end(), sameVariable)) {
+        return layout.get();
+      }
+    }
+    if (known.size() == MAX_LAYOUTS) return nullptr;
+    return known.emplace_back(std::make_unique<RecordLayout>(std::move(described))).get();
+  }
+
+  void sectionChanged(unsigned int id, const void* description, std::size_t size) override {
+    RecordLayout layout{reader->sectionNameOf(id, description, size), {}, false};
+    std::optional<Index> index;
+    std::size_t offset = 0;
+    for (unsigned int i = 0; i < reader->varCount(id); ++i) {
+      const telemetry::VarDesc& variable = reader->varDesc(id, i);
+      const ElementType* type = elementType(variable);
+      if (variable.name == "index" && variable.count == 1 && type != nullptr) index = {offset, type};
+      offset += bytesOf(variable);
+      layout.variables.push_back(variable);
+    }
+    layout.hasIndex = index.has_value();
+    sections[id] = {layoutOf(std::move(layout)), index};
+    tooManyLayouts = sections[id].layout == nullptr;
+  }
+
+  void sectionRemoved(unsigned int id) override { sections.erase(id); }
+
+  void sampleBegin(unsigned int id, const timespec* /*time*/, const void* bytes,
+                   std::size_t size) override {
+    const auto found = sections.find(id);
+    if (found == sections.end()) return;
+    const auto* first = static_cast<const unsigned char*>(bytes);
+    sample.assign(first, first + size);
+    sampled = &found->second;
+  }
+
+  void fileHeader(const std::map<std::string, std::string>& values) override {
+    const auto found = values.find("ro.hardware");
+    if (found != values.end()) variant = found->second;
+  }
+
+  const std::unique_ptr<telemetry::BlackboxReaderItf> reader;
+  std::map<unsigned int, Section> sections;  ///< those that exist at this place of the log
+  std::vector<unsigned char> sample;
+  Section* sampled = nullptr;  ///< the section of `sample`, once there is one
+  bool tooManyLayouts = false;
+  bool headDamaged = false;
+};
+
+}  // namespace
+
+std::unique_ptr<LogSource> openBlackbox(const std::string& path, std::string& fault) {
+  auto source = std::make_unique<BlackboxSource>(path);
+  const int result = source->open();
+  if (result == 0) return source;
+  if (result == -EINVAL) {
+    fault = "no blackbox log, though its first word is that of one";
+  } else if (result == -ENOTSUP) {
+    fault = "a blackbox log of another version";
+  } else {
+    fault = std::generic_category().message(-result);
+  }
+  return nullptr;
+}

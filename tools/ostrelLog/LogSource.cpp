@@ -1,0 +1,27 @@
+#include "ostrelLog/LogSource.hpp"
+
+#include "logfile/LogFile.hpp"
+#include "logfile/ReplayData.hpp"
+#include "ostrelLog/BlackboxSource.hpp"
+#include "ostrelLog/LegacySource.hpp"
+
+std::string LogEnd::text() const {
+  static constexpr const char* WORDS[] = {"whole", "cut short", "damaged", "unreadable"};
+  std::string line = WORDS[state];
+  if (byte) line += (state == DAMAGED ? " at byte " : " after byte ") + std::to_string(*byte);
+  if (!reason.empty()) line += ": " + reason;
+  return line;
+}
+
+bool LogSource::next(Record& record) {
+  finished = finished || !read(record);
+  return !finished;
+}
+
+void LogSource::ended(LogEnd::State state, std::optional<std::uint64_t> byte, const std::string& reason) {
+  logEnd = {state, byte, reason};
+}
+
+std::unique_ptr<LogSource> openLog(const std::string& path, std::string& fault) {
+  return LogFile::isTLMB(path) ? openBlackbox(path, fault) : openLegacy(path, fault);
+}

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "telemetry/var_desc.hpp"
+
+enum class LogKind { CONTINUOUS, EVENTS, BLACKBOX };
+
+/// What the records of one sort hold: those of a blackbox log's section, those of an API of an event log,
+/// or all records of a continuous log. The values lie back to back in the order of the variables. The
+/// values of legacy logs are doubles throughout.
+struct RecordLayout {
+  std::string name;  ///< of the section or the API; empty in a continuous log
+  std::vector<telemetry::VarDesc> variables;
+  bool hasIndex;  ///< records name their step; those that don't are numbered from 0
+};
+
+/// One record of a log.
+struct Record {
+  const RecordLayout* layout;   ///< borrowed from the source
+  std::int64_t index;           ///< replay step, 32 bits wide as in a replay, or the record's number
+  const unsigned char* values;  ///< borrowed until the next record is read
+};
+
+/// How a log ended.
+struct LogEnd {
+  enum State {
+    WHOLE,
+    CUT,         ///< it stops inside a record, or before the end that its format has
+    DAMAGED,     ///< its content contradicts itself
+    UNREADABLE,  ///< the system could not read on
+  };
+  State state = WHOLE;
+  std::optional<std::uint64_t> byte;  ///< everything before this offset is good; unset where it isn't known
+  std::string reason;                 ///< of damage and of a failure to read
+
+  /// "whole", or what is wrong and where.
+  std::string text() const;
+};
+
+/// Reads a log of any kind, record by record, in the memory that one record and the log's names need.
+class LogSource {
+ public:
+  LogSource(LogKind logKind, std::string path) : kind(logKind), file(std::move(path)) {}
+  LogSource(const LogSource&) = delete;
+  LogSource& operator=(const LogSource&) = delete;
+  virtual ~LogSource() = default;
+
+  /// Reads the next record; false at the end, and ever after.
+  bool next(Record& record);
+
+  /// How the log ended, once next() was false.
+  const LogEnd& end() const { return logEnd; }
+
+  /// What the log holds: all of it from the start in a legacy log; in a blackbox log as far as it was read,
+  /// with another layout for a section that changes. Layouts stay where they are.
+  const std::vector<std::unique_ptr<const RecordLayout>>& layouts() const { return known; }
+
+  const LogKind kind;
+  const std::string file;
+  std::string variant;  ///< the vehicle's hardware variant; empty when the log names none
+
+ protected:
+  /// Reads the next record into `record`; false at the end, after ended() where the log is not whole.
+  virtual bool read(Record& record) = 0;
+
+  void ended(LogEnd::State state, std::optional<std::uint64_t> byte, const std::string& reason = {});
+
+  std::vector<std::unique_ptr<const RecordLayout>> known;
+
+ private:
+  bool finished = false;
+  LogEnd logEnd;
+};
+
+/// Opens the log at `path`, of whichever kind it is. Null, and the reason in `fault`, when it can't be read
+/// or is no flight log.
+std::unique_ptr<LogSource> openLog(const std::string& path, std::string& fault);
