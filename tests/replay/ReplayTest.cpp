@@ -162,8 +162,9 @@ TEST_F(Export, WithoutTheSettingsServiceTheReplayRuns) {
 TEST_F(Replay, LogsThatCanNotBeReadEndTheSetUp) {
   const std::string log = folder.path("cont");
   EXPECT_EQ(replay(" TLMB", APIS).exitStatus, 1);
-  EXPECT_THAT(linesLike({"<3>ostrelReplay"}), ElementsAre(HasSubstr("Unable to open '" + log + "': err=-22"),
-                                              HasSubstr("Could not open " + log + " : ")));
+  EXPECT_THAT(linesLike({"<3>ostrelReplay"}),
+              ElementsAre(HasSubstr("Unable to open '" + log + "': err=-22"),
+                          HasSubstr("Could not open " + log + " : ")));
   EXPECT_EQ(replay(samples({0}), "TLMB\n").exitStatus, 1);  // no blackbox log serves for events
   EXPECT_EQ(lines.back(), "<3>ostrelReplay: File doesn't have a 'type' entry");
   const std::string directory = folder.makeDirectory("directory");
