@@ -167,8 +167,7 @@ TEST_P(RecordedCalls, AreAppliedOnceDue) {
   EXPECT_THAT(takeLogLines(4), IsEmpty());
 }
 
-const std::string FIRST = event(1, 0, {1, 2});
-const std::string LATER = event(9, 1);
+const std::string FIRST = event(1, 0, {1, 2}), LATER = event(9, 1);
 const Calls CALLS[] = {
     {"NothingDue", LATER, 8, -EAGAIN, {}, {0, 0}},
     {"TwoOfOneStep", FIRST + event(1, 1) + LATER, 1, 2, {MOVE, LAND}, {1, 2}},

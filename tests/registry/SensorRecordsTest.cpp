@@ -88,13 +88,4 @@ TEST(SensorRecords, RegisterEveryFieldInOrderAtItsPlace) {
   EXPECT_EQ(registry.entries.size(), 138U);
 }
 
-TEST(SensorRecords, HaveNoLeadingDotWithoutAPrefix) {
-  sensors_data sensors{};
-  DataRegistry registry;
-  Registrator registrator(registry);
-  introspect<sensors_data, Registrator>(registrator, sensors, "");
-  EXPECT_EQ(registry.entries.count("flags"), 1U);
-  EXPECT_EQ(registry.entries.count("imu.temp[0]"), 1U);
-}
-
 }  // namespace

@@ -19,15 +19,7 @@ class ReplayFixture : public testing::Test {
  protected:
   ReplayFixture() {
     folder.makeDirectory("root/etc/ostrel/board");
-    variables = {
-        {"OSTREL_ROOT_DIR", folder.path("root")},
-        {"LD_PRELOAD", CALL_PROBE},
-        {"SYS_PROP_FILE", ""},
-        {"KVS_FILE", ""},
-        {"TLMB_SECTION_NAME", ""},
-        {"LOG_LEVEL", "6"},
-        // The probe is loaded before the sanitizer's library, which is all right: it has no checks.
-        {"ASAN_OPTIONS", "verify_asan_link_order=0"}};
+    for (const char* unset : {"SYS_PROP_FILE", "KVS_FILE", "TLMB_SECTION_NAME"}) variables[unset] = "";
   }
 
   /// Runs the tool with these arguments; the lines of standard error are kept in `lines`.
@@ -59,6 +51,10 @@ class ReplayFixture : public testing::Test {
   }
 
   TestFolder folder;
-  std::map<std::string, std::string> variables;
+  // The probe is loaded before the sanitizer's library, which is all right: it has no checks.
+  std::map<std::string, std::string> variables = {{"OSTREL_ROOT_DIR", folder.path("root")},
+                                                  {"LD_PRELOAD", CALL_PROBE},
+                                                  {"LOG_LEVEL", "6"},
+                                                  {"ASAN_OPTIONS", "verify_asan_link_order=0"}};
   std::vector<std::string> lines;
 };

@@ -18,13 +18,6 @@ inline std::string event(double step, double id, const std::vector<double>& argu
   return bytes;
 }
 
-/// Names joined the way header values are.
-inline std::string listed(const std::vector<std::string>& names) {
-  std::string text;
-  for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
-  return text;
-}
-
 /// A whole header around these lines, each with its line feed.
 inline std::string header(const std::string& lines) {
   return "-- Build infos\n" + lines + "-- Data\n";
@@ -32,8 +25,9 @@ inline std::string header(const std::string& lines) {
 
 /// The header of a continuous log with these columns.
 inline std::string continuousHeader(const std::vector<std::string>& columns, const std::string& more = "") {
-  return header("nentries : " + std::to_string(columns.size()) + "\ntitles : " + listed(columns) + "\n" +
-                more);
+  std::string titles;
+  for (const std::string& column : columns) titles += (titles.empty() ? "" : ", ") + column;
+  return header("nentries : " + std::to_string(columns.size()) + "\ntitles : " + titles + "\n" + more);
 }
 
 /// The header of an event log.

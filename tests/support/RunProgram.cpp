@@ -14,9 +14,7 @@ ProgramResult runProgram(const std::string& program, const std::vector<std::stri
   // By env(1): Boost's own environment reads beyond its strings when one variable's name begins another's.
   std::vector<std::string> command;
   for (const auto& [name, value] : variables) {
-    if (value.empty()) command.insert(command.end(), {"-u", name});
-  }
-  for (const auto& [name, value] : variables) {
+    if (value.empty()) command.insert(command.begin(), {"-u", name});
     if (!value.empty()) command.push_back(name + "=" + value);
   }
   command.push_back(program);
