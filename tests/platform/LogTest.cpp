@@ -1,4 +1,3 @@
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -23,13 +22,13 @@ using Lines = std::vector<std::string>;
 
 // What `body` wrote, write by write: each line for the system log, then standard error's. In a process of
 // its own, because the level is read once.
-Lines logged(const char* level, const std::function<void()>& body, const char* terminal = nullptr) {
+Lines logged(const char* level, const std::function<void()>& body) {
   std::array<int, 2> channel{};
   EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, channel.data()), 0);  // keeps writes apart
   if (fork() == 0) {
     level == nullptr ? unsetenv("LOG_LEVEL") : setenv("LOG_LEVEL", level, 1);
     dup2(channel[1], SYSTEM_LOG);
-    dup2(terminal == nullptr ? channel[1] : open(terminal, O_WRONLY | O_NOCTTY), STDERR_FILENO);
+    dup2(channel[1], STDERR_FILENO);
     body();
     _exit(0);
   }
@@ -77,16 +76,6 @@ TEST(LogLine, IsOneWriteWhateverItsLengthAndShowsControlCharacters) {
     const std::string line = "tag: " + text + "a?b?[1m??é";
     EXPECT_EQ(logged("6", body), (Lines{"6 " + line, "<6>" + line + "\n"})) << length;
   }
-}
-
-TEST(LogLine, IsColouredOnATerminal) {
-  const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
-  ASSERT_TRUE(grantpt(terminal) == 0 && unlockpt(terminal) == 0);
-  logged(
-      "3", [] { log_print("tag", LOG_ERR, "text"); }, ptsname(terminal));
-  std::array<char, 256> shown{};
-  ASSERT_GT(read(terminal, shown.data(), shown.size() - 1), 0);
-  EXPECT_STREQ(shown.data(), "\033[31mE tag: text\033[0m\r\n");
 }
 
 }  // namespace
