@@ -18,14 +18,6 @@ constexpr const char* LOGNAME = "tlm-blackbox.logname";
 constexpr const char* FILTER = "tlm-blackbox.filter";
 constexpr const char* FLUSHPERIOD = "tlm-blackbox.flushperiod";
 
-/// The value of a setting; a setting of another type than `type` is as good as none.
-kvs_value get(kvs_ctx* context, const char* key, kvs_type type) {
-  kvs_value value;
-  kvs_ctx_get(context, key, &value);
-  if (value.type != type) kvs_value_init(&value);
-  return value;
-}
-
 timespec now() {
   timespec time{};
   clock_gettime(CLOCK_MONOTONIC, &time);
@@ -51,80 +43,94 @@ LoggingService::~LoggingService() {
   evl_loop_destroy(loop);
 }
 
-void LoggingService::settingChanged(kvs_ctx* /*context*/, kvs_evt /*event*/, const kvs_entry* /*before*/,
-                                    const kvs_entry* /*after*/, std::size_t /*count*/, void* userdata) {
-  static_cast<LoggingService*>(userdata)->settingsChanged = true;
+void LoggingService::settingChanged(kvs_ctx* /*context*/, kvs_evt event, const kvs_entry* /*before*/,
+                                    const kvs_entry* after, std::size_t count, void* userdata) {
+  if (event != KVS_EVT_CHANGED) return;
+  for (std::size_t i = 0; i < count; ++i) {
+    static_cast<LoggingService*>(userdata)->follow(after[i].key, *after[i].value);
+  }
+}
+
+/// Takes over one setting. One of another type than it should have is as good as none.
+void LoggingService::follow(const std::string& key, const kvs_value& value) {
+  const std::string text = value.type == KVS_TYPE_STRING ? value.text : "";
+  if (key == LOGDIR) {
+    directory = text;
+  } else if (key == LOGNAME) {
+    name = text;
+  } else if (key == FILTER) {
+    filter = text;
+  } else if (key == FLUSHPERIOD) {
+    flushPeriod = value.type == KVS_TYPE_INT ? value.integer : 0;
+  } else {
+    closeLog();
+    enabled = value.type == KVS_TYPE_BOOL && value.boolean;
+    if (enabled) openLog();
+  }
+}
+
+void LoggingService::takeSettings() {
+  while (evl_loop_wait_and_process(loop, 0) > 0) {
+  }
 }
 
 int LoggingService::put(const telemetry::Producer& producer, const timespec& time) {
   if (context == nullptr) return -ENOENT;
-  evl_loop_wait_and_process(loop, 0);
-  if (settingsChanged) followSettings();
-  if (!settings.enabled) return -ENOENT;
-  if (!admits(producer.section)) return 0;
-  if (!open && status == 0) status = openLog();
+  takeSettings();
+  if (!enabled) return -ENOENT;
   if (status == 0) status = write(producer, time);
   return status;
 }
 
-void LoggingService::followSettings() {
-  settingsChanged = false;
-  Settings wanted;
-  wanted.enabled = get(context, ENABLED, KVS_TYPE_BOOL).boolean;
-  wanted.flushPeriod = get(context, FLUSHPERIOD, KVS_TYPE_INT).integer;
-  wanted.path = std::string(get(context, LOGDIR, KVS_TYPE_STRING).text) + "/" +
-                get(context, LOGNAME, KVS_TYPE_STRING).text;
-  wanted.filter = get(context, FILTER, KVS_TYPE_STRING).text;
-  if (!wanted.enabled || wanted.path != settings.path) close();
-  settings = std::move(wanted);
-}
-
 bool LoggingService::admits(const std::string& section) const {
   // Between separators, so that no part of a name passes for the whole.
-  return (";" + settings.filter + ";").find(";" + section + ";") != std::string::npos;
+  return (";" + filter + ";").find(";" + section + ";") != std::string::npos;
 }
 
-int LoggingService::openLog() {
-  const int result = writer.open(settings.path, header);
-  // -ENOENT would say that logging is off.
-  if (result < 0) return result == -ENOENT ? -ENOTDIR : result;
-  open = true;
+void LoggingService::openLog() {
+  status = writer.open(directory + "/" + name, header);
+  if (status == -ENOENT) status = -ENOTDIR;  // -ENOENT would say that logging is disabled
   lastFlush = now();
-  return 0;
 }
 
 int LoggingService::write(const telemetry::Producer& producer, const timespec& time) {
-  auto section = sections.find(producer.section);
-  if (section == sections.end()) {
-    const int id = writer.addSection(producer.section, producer.descriptions());
-    if (id < 0) return id;
-    section = sections.emplace(producer.section, Section{static_cast<unsigned int>(id), {}}).first;
-    section->second.sample.resize(producer.sampleBytes());
-  }
+  const auto [section, isNew] = sections.try_emplace(producer.section);
   auto& [id, sample] = section->second;
+  if (isNew && admits(producer.section)) {
+    const int result = writer.addSection(producer.section, producer.descriptions());
+    if (result < 0) return result;
+    id = static_cast<unsigned int>(result);
+    sample.resize(producer.sampleBytes());
+  }
+  if (sample.empty()) return 0;
   producer.pack(sample.data());
   const int result = writer.sample(id, time, sample.data(), sample.size());
   return result < 0 ? result : flushWhenDue();
 }
 
 int LoggingService::flushWhenDue() {
-  if (settings.flushPeriod < 1) return 0;
+  if (flushPeriod < 1) return 0;
   const timespec time = now();
-  if (time.tv_sec - lastFlush.tv_sec < settings.flushPeriod) return 0;
+  if (time.tv_sec - lastFlush.tv_sec < flushPeriod) return 0;
   lastFlush = time;
   return writer.flush();
 }
 
 int LoggingService::close() {
-  const int earlier = std::exchange(status, 0);
+  // A log that was enabled and has got no sample is a log all the same.
+  if (context != nullptr) takeSettings();
+  return closeLog();
+}
+
+int LoggingService::closeLog() {
+  const bool open = enabled && status == 0;
+  enabled = false;
+  status = 0;
   sections.clear();
-  if (!std::exchange(open, false)) return 0;
   const int result = writer.close();
-  // An error that put() has returned was reported there.
-  if (result < 0 && earlier == 0) {
-    log_print("blackboxlog", LOG_ERR, "Could not write the end of %s : %s", settings.path.c_str(),
-              std::strerror(-result));
-  }
+  if (!open || result == 0) return 0;
+  log_print("blackboxlog", LOG_ERR, "Could not write the end of %s/%s : %s", directory.c_str(),
+            name.c_str(), std::strerror(-result));
   return result;
 }
 

@@ -43,7 +43,8 @@ struct kvs_ctx {
 namespace {
 
 std::vector<kvs_ctx*>& contexts() {
-  static std::vector<kvs_ctx*> all;
+  // Never destroyed: a context may be released by another static object's destructor.
+  static auto& all = *new std::vector<kvs_ctx*>;
   return all;
 }
 

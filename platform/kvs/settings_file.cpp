@@ -198,8 +198,9 @@ int SettingsFile::takeLock() {
 }
 
 int SettingsFile::load() {
-  // Non-blocking, so that a named pipe doesn't hold up the start.
-  const UniqueFd file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  // Non-blocking, so that a named pipe doesn't hold up the start. What is still a link leads nowhere: a
+  // write would put a file in its place.
+  const UniqueFd file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
   if (file.get() < 0) return errno == ENOENT ? 0 : -errno;
   struct stat status {};
   if (fstat(file.get(), &status) != 0) return -errno;

@@ -1,11 +1,13 @@
 #include "telemetry/blackbox_writer.hpp"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "blackbox_format.hpp"
@@ -23,8 +25,14 @@ BlackboxWriter::~BlackboxWriter() {
 
 int BlackboxWriter::open(const std::string& path, const std::map<std::string, std::string>& header) {
   if (file >= 0) return -EBUSY;
-  file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  // Non-blocking, so that a pipe without a reader holds nobody up; one with a reader could at any write.
+  file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, 0666);
   if (file < 0) return -errno;
+  struct stat opened {};
+  if (fstat(file, &opened) != 0 || S_ISFIFO(opened.st_mode)) {
+    ::close(std::exchange(file, -1));
+    return -ESPIPE;
+  }
   status = 0;
 
   // Room for the largest sample on top of what is gathered, so that none allocates.

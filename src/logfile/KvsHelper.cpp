@@ -22,11 +22,11 @@ constexpr milliseconds PATIENCE{5000};
 KvsHelper::KvsHelper() {
   loop = evl_loop_new();
   if (loop != nullptr) ctx = kvs_ctx_new_client(static_cb, this);
-  if (ctx == nullptr) {
-    log_print(LOG_TAG, LOG_WARNING, "Could not create KVS context");
-    return;
+  if (ctx != nullptr && kvs_ctx_evl_loop_register(ctx, loop) < 0) {
+    kvs_ctx_destroy(ctx);  // it could never answer
+    ctx = nullptr;
   }
-  kvs_ctx_evl_loop_register(ctx, loop);
+  if (ctx == nullptr) log_print(LOG_TAG, LOG_WARNING, "Could not create KVS context");
 }
 
 KvsHelper::~KvsHelper() {
@@ -58,7 +58,7 @@ void KvsHelper::waitAck(int requested) {
     const int timeout = requested < 0 ? 0 : static_cast<int>(std::max(left, milliseconds::zero()).count());
     const int result = evl_loop_wait_and_process(loop, timeout);
     if (!waiting || requested < 0) break;
-    if (result == -EINTR || (result >= 0 && timeout > 0)) continue;
+    if (timeout > 0 && (result >= 0 || result == -EINTR)) continue;
     log_print(LOG_TAG, LOG_WARNING, "No answer from the settings service : %s",
               std::strerror(result < 0 ? -result : ETIMEDOUT));
     break;

@@ -95,6 +95,6 @@ int TlmbExport::close() {
 
 int TlmbExport::step() {
   // The data manager's record begins with the sensors that the replay has just copied there.
-  const auto* inputs = reinterpret_cast<const sensors_data*>(Dravon3::data_manager()->sensors);
+  const auto* inputs = reinterpret_cast<const sensors_data*>(Dravon3::data_manager());
   return ostrel_log_tlmb_put(&inputs->imu.timestamp[0]);
 }

@@ -21,9 +21,8 @@ std::string wantedSection() {
 }
 
 template <class T>
-void* boundField(DataEntryBase* entry, std::size_t& width) {
+void* boundField(DataEntryBase* entry) {
   const auto* typed = dynamic_cast<DataEntry<T>*>(entry);
-  width = sizeof(T);
   return typed == nullptr ? nullptr : typed->ptr;
 }
 
@@ -87,9 +86,16 @@ void TlmbReaderImpl::sectionChanged(unsigned int id, const void* description, st
 void TlmbReaderImpl::sample(unsigned int id, const timespec* /*time*/, unsigned int index,
                             const telemetry::VarDesc& /*descriptor*/, const void* bytes, std::size_t size) {
   if (!adopted || id != sectionId) return;
-  const PlannedCopy* copy = findCopy(index);
-  // A damaged log may carry more bytes than the field has.
-  if (copy != nullptr) std::memcpy(copy->address, bytes, std::min(size, copy->width));
+  if (index >= copies.size() || copies[index].address == nullptr) return;
+  const PlannedCopy& copy = copies[index];
+  const std::size_t fitting =
+      std::min(size, copy.width);  // a damaged log may carry more than the field has
+  switch (fitting) {
+    // Most fields, by far: a width that the compiler knows makes a copy a single move.
+    case 4: std::memcpy(copy.address, bytes, 4); break;
+    case 8: std::memcpy(copy.address, bytes, 8); break;
+    default: std::memcpy(copy.address, bytes, fitting); break;
+  }
 }
 
 void TlmbReaderImpl::sampleEnd(unsigned int id) {
@@ -135,36 +141,18 @@ int TlmbReaderImpl::planVariable(std::uint32_t index, const telemetry::VarDesc& 
     return 0;
   }
   unfilled.erase(entry);
-  std::size_t width = 0;
-  void* address = getDataEntryPtr(entry, width);
+  void* address = getDataEntryPtr(entry);
   if (address == nullptr) {
     log_print(LOG_TAG, LOG_WARNING, "Failed to find base type for var %s (bboxtype=%d)",
               variable.name.c_str(), static_cast<int>(entry->type));
     return -EINVAL;
   }
   log_print(LOG_TAG, LOG_DEBUG, "Push %s in copy", variable.name.c_str());
-  planCopy(index, address, width);
-  return 0;
-}
-
-void TlmbReaderImpl::planCopy(std::uint32_t index, void* address, std::size_t width) {
-  if (!copyPlan.emplace(index, address).second) return;
-  const auto behind =
-      std::upper_bound(copies.begin(), copies.end(), index,
-                       [](std::uint32_t key, const PlannedCopy& copy) { return key < copy.index; });
-  copies.insert(behind, {index, address, width});
-}
-
-/// The planned copy of a variable, null when it has none.
-const TlmbReaderImpl::PlannedCopy* TlmbReaderImpl::findCopy(std::uint32_t index) {
-  if (nextCopy >= copies.size() || copies[nextCopy].index != index) {
-    const auto found =
-        std::lower_bound(copies.begin(), copies.end(), index,
-                         [](const PlannedCopy& copy, std::uint32_t key) { return copy.index < key; });
-    if (found == copies.end() || found->index != index) return nullptr;
-    nextCopy = static_cast<std::size_t>(found - copies.begin());
+  if (copyPlan.emplace(index, address).second) {
+    if (index >= copies.size()) copies.resize(std::size_t{index} + 1);
+    copies[index] = {address, fieldWidth(entry->type)};
   }
-  return &copies[nextCopy++];
+  return 0;
 }
 
 void TlmbReaderImpl::warnOfMissingSection() {
@@ -192,21 +180,34 @@ bool TlmbReaderImpl::typesMatch(Types type, tlm_var_type tlmType) {
   }
 }
 
-/// The field that an entry is bound to, and its width in bytes; null when the entry is not of the class
-/// that its type names.
-void* TlmbReaderImpl::getDataEntryPtr(DataEntryBase* entry, std::size_t& width) {
+/// The field that an entry is bound to; null when the entry is not of the class that its type names.
+void* TlmbReaderImpl::getDataEntryPtr(DataEntryBase* entry) {
   switch (entry->type) {
-    case TYPES_BOOL: return boundField<bool>(entry, width);
-    case TYPES_FLOAT: return boundField<float>(entry, width);
-    case TYPES_DOUBLE: return boundField<double>(entry, width);
-    case TYPES_INT16: return boundField<short>(entry, width);
-    case TYPES_INT32: return boundField<int>(entry, width);
-    case TYPES_INT64: return boundField<long>(entry, width);
-    case TYPES_UINT8: return boundField<unsigned char>(entry, width);
-    case TYPES_UINT16: return boundField<unsigned short>(entry, width);
-    case TYPES_UINT32: return boundField<unsigned int>(entry, width);
-    case TYPES_UINT64: return boundField<unsigned long>(entry, width);
-    case TYPES_FOLLOW_ME_TRAJECTORY: return boundField<FOLLOW_ME_TRAJECTORY_TYPE>(entry, width);
+    case TYPES_BOOL: return boundField<bool>(entry);
+    case TYPES_FLOAT: return boundField<float>(entry);
+    case TYPES_DOUBLE: return boundField<double>(entry);
+    case TYPES_INT16: return boundField<short>(entry);
+    case TYPES_INT32: return boundField<int>(entry);
+    case TYPES_INT64: return boundField<long>(entry);
+    case TYPES_UINT8: return boundField<unsigned char>(entry);
+    case TYPES_UINT16: return boundField<unsigned short>(entry);
+    case TYPES_UINT32: return boundField<unsigned int>(entry);
+    case TYPES_UINT64: return boundField<unsigned long>(entry);
+    case TYPES_FOLLOW_ME_TRAJECTORY: return boundField<FOLLOW_ME_TRAJECTORY_TYPE>(entry);
     default: return nullptr;
+  }
+}
+
+/// The width in bytes of a field of this type, which has a class.
+std::size_t TlmbReaderImpl::fieldWidth(Types type) {
+  switch (type) {
+    case TYPES_BOOL:
+    case TYPES_UINT8: return 1;
+    case TYPES_INT16:
+    case TYPES_UINT16: return 2;
+    case TYPES_DOUBLE:
+    case TYPES_INT64:
+    case TYPES_UINT64: return 8;
+    default: return 4;
   }
 }

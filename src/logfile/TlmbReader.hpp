@@ -55,19 +55,17 @@ class TlmbReaderImpl : public TlmbReader, public telemetry::BlackboxReaderItfCb 
  private:
   /// One pair of `copyPlan`, with the width of the field: no sample may write beyond it.
   struct PlannedCopy {
-    std::uint32_t index;
-    void* address;
-    std::size_t width;
+    void* address = nullptr;
+    std::size_t width = 0;
   };
 
   int doMapping(unsigned int section);
   int planVariable(std::uint32_t index, const telemetry::VarDesc& variable,
                    std::set<DataEntryBase*>& unfilled);
-  void planCopy(std::uint32_t index, void* address, std::size_t width);
-  const PlannedCopy* findCopy(std::uint32_t index);
   void warnOfMissingSection();
   static bool typesMatch(Types type, tlm_var_type tlmType);
-  static void* getDataEntryPtr(DataEntryBase* entry, std::size_t& width);
+  static void* getDataEntryPtr(DataEntryBase* entry);
+  static std::size_t fieldWidth(Types type);
 
   DataRegistry* registry;
   std::unique_ptr<telemetry::BlackboxReaderItf> blackbox;
@@ -77,8 +75,7 @@ class TlmbReaderImpl : public TlmbReader, public telemetry::BlackboxReaderItfCb 
       copyPlan;  ///< variable index to field; never cleared, the first of an index stays
   bool sampleDone = false;
   bool adopted = false;
-  std::vector<PlannedCopy> copies;  ///< `copyPlan` in index order
-  std::size_t nextCopy = 0;         ///< where `copies` most likely goes on: variables come in index order
+  std::vector<PlannedCopy> copies;  ///< `copyPlan` by variable index; no address where nothing is planned
   std::string path;
   std::set<std::string> sectionNames;  ///< those seen, for the warning
   bool warned = false;

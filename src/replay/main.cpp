@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -19,8 +20,6 @@
 #include "replay/CommandLineArgs.hpp"
 
 namespace {
-
-static_assert(sizeof(sensors_data) == Dravon3::SENSOR_BYTES);
 
 /// The text of a negated errno. The most negative integer, which a log may hold, has no negation of its own
 /// width and stands for itself.
@@ -92,6 +91,10 @@ int replay(OstrelEnv& env, LogFile::IExport* exporter) {
 }
 
 int run(int argc, char** argv) {
+  // A reader of our lines that has gone, or a limit on file sizes, is an error of the write concerned. It
+  // must not end the replay, with settings borrowed.
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   // The sleep between steps is meant to last 1 microsecond; by default the kernel stretches it by 50.
   prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);
 

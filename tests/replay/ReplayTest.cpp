@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include <tuple>
 
 #include "replay/ReplayFixture.hpp"
@@ -111,7 +113,9 @@ class Export : public Replay {
     return errors;
   }
 
-  const std::string earlier = "# mine\ns tlm-blackbox.logname kept\nb tlm-blackbox.enabled true";
+  void writeSettings(const std::string& text) { folder.write("settings", earlier = text); }
+
+  std::string earlier = "# mine\ns tlm-blackbox.logname kept\nb tlm-blackbox.enabled true";
   const std::string settings = folder.write("settings", earlier);
   const std::string flight = folder.path("cont");
 };
@@ -135,7 +139,9 @@ TEST_F(Export, OutputThatCanNotBeWrittenIsReportedForEachStep) {
       {folder.write("file", "") + "/out", "Not a directory"},
       {folder.makeDirectory("directory") + "/", "Is a directory"},
       {"/dev/full", "No space left on device"},
+      {folder.path("pipe"), "No such device or address"},
   };
+  ASSERT_EQ(mkfifo(folder.path("pipe").c_str(), 0600), 0);
   for (const auto& [output, reason] : outputs) {
     EXPECT_THAT(replayInto(output, flight),
                 ElementsAre(std::string("<3>ostrelReplay: Error exporting replay at index 0 : ") + reason,
@@ -150,6 +156,20 @@ TEST_F(Export, NeverOverwritesAnInput) {
               ElementsAre("<3>ostrelReplay: Output " + folder.path("./cont") +
                           " is an input of this replay, nothing is exported"));
   EXPECT_EQ(readFile(flight), samples({0, 1}));
+}
+
+TEST_F(Export, OpensNoLogButItsOwn) {
+  // The logging service is told of an earlier log, and can't be told of this one.
+  folder.write("kept", "earlier");
+  writeSettings("s tlm-blackbox.logdir " + folder.path("") + "\ns tlm-blackbox.logname kept\n");
+  replayInto(folder.path(std::string(5000, 'x')), folder.write("cont", samples({0, 1})));
+  EXPECT_THAT(lines, Contains("<4>ostrelReplay: Could not set : Message too long"));
+  EXPECT_EQ(readFile(folder.path("kept")), "earlier");
+
+  // A replay without a step leaves a log without a sample, not yesterday's.
+  folder.write("out", "yesterday");
+  EXPECT_THAT(replayInto(folder.path("out"), folder.write("cont", samples({}))), IsEmpty());
+  EXPECT_EQ(readFile(folder.path("out")).substr(0, 4), "TLMB");
 }
 
 TEST_F(Export, WithoutTheSettingsServiceTheReplayRuns) {

@@ -16,15 +16,16 @@ namespace blackboxlog {
 /// The system's blackbox logging service: writes what producers publish into a blackbox log, as the
 /// settings tell it.
 ///
-///   "tlm-blackbox.enabled"      bool    the log is open while it is true
-///   "tlm-blackbox.logdir"       string  directory of the log; "." is the working directory
+///   "tlm-blackbox.enabled"      bool    set to true opens the log, set to false closes it
+///   "tlm-blackbox.logdir"       string  directory of the log to open; "." is the working directory
 ///   "tlm-blackbox.logname"      string  its file name
 ///   "tlm-blackbox.filter"       string  names of the sections to write, separated by ';'
 ///   "tlm-blackbox.flushperiod"  int     seconds between two hand-overs to the kernel; none below 1
 ///
-/// A client of the settings service like any other: it sees a change at the next put(). A log that can't be
-/// written stays failed until the settings name another one or logging is switched off. Without the
-/// settings service nothing is ever enabled. Single-threaded.
+/// A client of the settings service like any other: it takes the changes, in their order, at the next put()
+/// or close(). It goes by what is set from its construction on. What the settings held before may name a
+/// log that was recorded earlier, which it must not open again. Without the settings service nothing is
+/// ever enabled. Single-threaded.
 class LoggingService {
  public:
   /// `headerValues` go into the head of every log.
@@ -39,41 +40,39 @@ class LoggingService {
   ///   0         written, or left out by the filter
   ///   -ENOENT   logging is disabled
   ///   -ENOTDIR  the log's directory does not exist
-  ///   -errno    the log can't be written
+  ///   -errno    the log can't be written, until another one is enabled
   int put(const telemetry::Producer& producer, const timespec& time);
 
   /// Ends the log, if one is open: 0, or why its end could not be written, which is logged too.
   int close();
 
  private:
-  struct Settings {
-    bool enabled = false;
-    int flushPeriod = 0;
-    std::string path;
-    std::string filter;
-  };
   struct Section {
-    unsigned int id;
-    std::vector<unsigned char> sample;
+    unsigned int id = 0;
+    std::vector<unsigned char> sample;  ///< room for one; none in a section that the filter leaves out
   };
 
   static void settingChanged(kvs_ctx* context, kvs_evt event, const kvs_entry* before,
                              const kvs_entry* after, std::size_t count, void* userdata);
-  void followSettings();
+  void follow(const std::string& key, const kvs_value& value);
+  void takeSettings();
   bool admits(const std::string& section) const;
-  int openLog();
+  void openLog();
+  int closeLog();
   int write(const telemetry::Producer& producer, const timespec& time);
   int flushWhenDue();
 
   std::map<std::string, std::string> header;
   evl_loop* loop = nullptr;
   kvs_ctx* context = nullptr;
-  bool settingsChanged = true;
-  Settings settings;
+  bool enabled = false;
+  int flushPeriod = 0;
+  std::string directory;
+  std::string name;
+  std::string filter;
   telemetry::BlackboxWriter writer;
-  bool open = false;
-  int status = 0;  ///< why the log can't be written
-  std::map<std::string, Section> sections;
+  int status = 0;                           ///< why the enabled log can't be written
+  std::map<std::string, Section> sections;  ///< by name: those that came up since the log was opened
   timespec lastFlush{};
 };
 
