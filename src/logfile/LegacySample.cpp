@@ -3,6 +3,8 @@
 #include <syslog.h>
 
 #include <algorithm>
+#include <type_traits>
+#include <typeinfo>
 #include <unordered_set>
 
 #include "logfile/ApiArguments.hpp"
@@ -16,7 +18,6 @@ LegacySample::LegacySample(const LegacyFormat& logFormat)
 
 std::int32_t LegacyContinuousSample::buildList(const DataRegistry& registry) {
   const std::vector<std::string>& titles = format->getEntries();
-  columnEntries.assign(titles.size(), nullptr);
   std::vector<const std::string*> notRegistered;
   std::unordered_set<const DataEntryBase*> bound;
   for (std::size_t column = 0; column < titles.size(); ++column) {
@@ -24,7 +25,7 @@ std::int32_t LegacyContinuousSample::buildList(const DataRegistry& registry) {
     if (found == registry.entries.end()) {
       notRegistered.push_back(&titles[column]);
     } else {
-      columnEntries[column] = found->second;
+      planColumn(column, found->second);
       bound.insert(found->second);
     }
   }
@@ -44,12 +45,28 @@ std::int32_t LegacyContinuousSample::buildList(const DataRegistry& registry) {
   return 0;
 }
 
+void LegacyContinuousSample::planColumn(std::size_t column, DataEntryBase* entry) {
+  const auto planFirstFitting = [&](auto&... lists) { return (planField(lists, column, entry) || ...); };
+  if (!std::apply(planFirstFitting, fields)) columnEntries.push_back({entry, column});
+}
+
+/// Plans the column for the list of its field's type, unless the entry is of another class.
+template <class T>
+bool LegacyContinuousSample::planField(BoundColumns<T>& list, std::size_t column, DataEntryBase* entry) {
+  if (typeid(*entry) != typeid(DataEntry<T>)) return false;
+  list.push_back({static_cast<DataEntry<T>*>(entry)->ptr, column});
+  return true;
+}
+
 std::int32_t LegacyContinuousSample::updateRegEntries() {
-  double* value = data();
-  for (DataEntryBase* entry : columnEntries) {
-    if (entry != nullptr) entry->fromRecord(*value);
-    ++value;
-  }
+  double* values = data();
+  const auto store = [values](const auto& list) {
+    for (const auto& [field, column] : list) {
+      *field = fieldFromRecord<std::remove_pointer_t<decltype(field)>>(values[column]);
+    }
+  };
+  std::apply([&store](const auto&... lists) { (store(lists), ...); }, fields);
+  for (const auto& [entry, column] : columnEntries) entry->fromRecord(values[column]);
   return 0;
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <tuple>
 #include <vector>
 
 #include "logfile/LegacyFormat.hpp"
@@ -56,7 +58,26 @@ class LegacyContinuousSample : public LegacySample {
   std::int32_t updateRegEntries() override;
 
  private:
-  std::vector<DataEntryBase*> columnEntries;  ///< by column; null for a column that no entry is named after
+  template <class T>
+  struct BoundColumn {
+    T* target;
+    std::size_t column;
+  };
+  template <class T>
+  using BoundColumns = std::vector<BoundColumn<T>>;
+
+  void planColumn(std::size_t column, DataEntryBase* entry);
+  template <class T>
+  static bool planField(BoundColumns<T>& list, std::size_t column, DataEntryBase* entry);
+
+  // A virtual call for each value is most of the time that a record costs. So the columns whose entry is
+  // exactly a DataEntry<T> store into its field, and the rest go through their entries. Columns of one
+  // entry keep their order, so that the last one's value stays; columns without an entry are in no list.
+  std::tuple<BoundColumns<bool>, BoundColumns<float>, BoundColumns<double>, BoundColumns<int>,
+             BoundColumns<long>, BoundColumns<unsigned char>, BoundColumns<unsigned short>,
+             BoundColumns<unsigned int>, BoundColumns<unsigned long>>
+      fields;
+  BoundColumns<DataEntryBase> columnEntries;
 };
 
 /// A record of an event log.

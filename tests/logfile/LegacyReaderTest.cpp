@@ -52,6 +52,19 @@ const std::string RECORD = values({4, 0.5});
 const std::string APIS = eventHeader("move, land, gone", "2, 0, 1", "a, b, none, q");
 constexpr int LAND = 0, MOVE = 1;
 
+TEST_F(LegacyReaderTest, AsksEntriesOfOtherClassesThemselves) {
+  struct Doubling : DataEntry<float> {
+    using DataEntry::DataEntry;
+    void fromRecord(double& value) const override { *ptr = static_cast<float>(2 * value); }
+  };
+  DataRegistry special;
+  special.entries["x"] = new Doubling("x", &x);
+  std::unique_ptr<LogFile::IReader> reader(LegacyReader::create(special, LogFile::CONTENTS_CONTINUOUS));
+  EXPECT_EQ(reader->open(folder.write("log", COLUMNS + values({1, 0.5})).c_str()), 0);
+  EXPECT_EQ(reader->popSample(), 0);
+  EXPECT_EQ(x, 1.0F);
+}
+
 TEST_F(LegacyReaderTest, OneKindOfLogDoesNotServeTheOther) {
   EXPECT_EQ(openContinuous(COLUMNS)->popSample(0, events), -EINVAL);
   EXPECT_EQ(openEvents(APIS)->popSample(), -EINVAL);
