@@ -21,6 +21,23 @@
 
 namespace {
 
+volatile std::sig_atomic_t interruption = 0;  ///< the signal that asks the replay to end
+
+/// Asks the replay to end after the step under way; another signal then ends the process at once.
+void interrupt(int signalNumber) {
+  interruption = signalNumber;
+  std::signal(SIGINT, SIG_DFL);
+  std::signal(SIGTERM, SIG_DFL);
+}
+
+/// From now on an interruption must not skip the tear-down. A signal that the tool was started to ignore
+/// stays ignored.
+void catchInterruptions() {
+  for (const int signalNumber : {SIGINT, SIGTERM}) {
+    if (std::signal(signalNumber, interrupt) == SIG_IGN) std::signal(signalNumber, SIG_IGN);
+  }
+}
+
 /// The text of a negated errno. The most negative integer, which a log may hold, has no negation of its own
 /// width and stands for itself.
 const char* errorText(int result) {
@@ -63,11 +80,11 @@ void replayEvents(ReplayEvents& events, int stepIndex) {
   }
 }
 
-/// Replays until the continuous log ends; returns the index of the last step that ran.
+/// Replays until the continuous log ends, or an interruption; returns the index of the last step that ran.
 int replay(OstrelEnv& env, LogFile::IExport* exporter) {
   int lastStep = 0;
   int stepIndex = 0;
-  while ((stepIndex = nextStep(*env.data)) >= 0) {
+  while (interruption == 0 && (stepIndex = nextStep(*env.data)) >= 0) {
     replayEvents(*env.events, stepIndex);
     // After the events, so the library sees this step's calls; before the step, so it sees its sensors.
     std::memcpy(Dravon3::data_manager(), &env.sensors, sizeof(env.sensors));
@@ -82,7 +99,10 @@ int replay(OstrelEnv& env, LogFile::IExport* exporter) {
     lastStep = stepIndex;
     usleep(1);
   }
-  if (stepIndex == -ENODATA) {
+  if (interruption != 0 && stepIndex >= 0) {
+    log_print(LOG_TAG, LOG_WARNING, "Replay interrupted by signal %i after step %i", interruption,
+              lastStep);
+  } else if (stepIndex == -ENODATA) {
     log_print(LOG_TAG, LOG_INFO, "Reached end of replay");
   } else {
     log_print(LOG_TAG, LOG_WARNING, "Error on replay data read : %s", errorText(stepIndex));
@@ -106,7 +126,8 @@ int run(int argc, char** argv) {
   if (args.check() < 0) return EXIT_FAILURE;
 
   OstrelEnv env(args.droneName, args.droneMode, args.contBboxPath, args.eventBboxPath);
-  ReplayExport holder;  // destroyed before the environment, whose library it reads
+  catchInterruptions();  // before any setting is borrowed
+  ReplayExport holder;   // destroyed before the environment, whose library it reads
   if (args.overwritesInput()) {
     log_print(LOG_TAG, LOG_ERR, "Output %s is an input of this replay, nothing is exported",
               args.newBboxPath.c_str());
@@ -125,7 +146,13 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   try {
-    return run(argc, argv);
+    const int status = run(argc, argv);
+    // Whoever sent the signal, a shell above all, is to see that it was what ended the process.
+    if (interruption != 0) {
+      std::signal(interruption, SIG_DFL);
+      std::raise(interruption);
+    }
+    return status;
   } catch (...) {
     // An exception that nothing catches need not unwind; caught here, it has destroyed the export, the
     // environment and the command line, in this order, before it goes on.

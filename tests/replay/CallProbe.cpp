@@ -1,11 +1,12 @@
 // Stands before the flight-control library and a few system calls at load time. Each call is shown as a
 // line "@name arguments" on standard error, then made; the sleeps are only shown, so that no test waits.
-// With PROBE_THROW_AT=N the Nth library step throws.
+// With PROBE_THROW_AT=N the Nth library step throws; from PROBE_SIGNAL_AT=N on each raises SIGTERM.
 
 #include <dlfcn.h>
 #include <sys/prctl.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -20,6 +21,12 @@ namespace {
 template <class Function>
 Function next(const char* name) {
   return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+/// How many steps ago the one was that the environment variable `name` names; negative when it is to come.
+int stepsSince(const char* name, int step) {
+  const char* first = std::getenv(name);
+  return first == nullptr ? -1 : step - std::atoi(first);
 }
 
 int steps = 0;
@@ -37,8 +44,9 @@ int OSTREL_process(void) {
   unsigned int flags = 0;
   std::memcpy(&flags, Dravon3::data_manager()->sensors + 1880, sizeof(flags));
   std::fprintf(stderr, "@OSTREL_process flags=%u\n", flags);
-  const char* throwAt = std::getenv("PROBE_THROW_AT");
-  if (throwAt != nullptr && ++steps == std::atoi(throwAt)) throw std::runtime_error("probe");
+  ++steps;
+  if (stepsSince("PROBE_THROW_AT", steps) == 0) throw std::runtime_error("probe");
+  if (stepsSince("PROBE_SIGNAL_AT", steps) >= 0) raise(SIGTERM);
   return next<int (*)()>("OSTREL_process")();
 }
 

@@ -150,6 +150,22 @@ TEST_F(Export, OutputThatCanNotBeWrittenIsReportedForEachStep) {
   }
 }
 
+TEST_F(Export, InterruptionEndsInOrderAfterTheStepUnderWay) {
+  variables["PROBE_SIGNAL_AT"] = "2";
+  const std::string out = folder.path("out");
+  EXPECT_EQ(replay(samples({4, 5, 6}), APIS, {"-d", "board", "-g", out}).exitStatus, 128 + 15);
+  EXPECT_EQ(readFile(settings), earlier);
+  EXPECT_THAT(linesLike({"@OSTREL_p", "<4>ostrelReplay: R", "<6>ostrelReplay: R", "@OSTREL_delete"}),
+              ElementsAre("@OSTREL_process flags=104", "@OSTREL_process flags=105",
+                          "<4>ostrelReplay: Replay interrupted by signal 15 after step 5", ran(5),
+                          "@OSTREL_delete"));
+  // The log of the two steps is whole: it can be replayed to its end.
+  variables.erase("PROBE_SIGNAL_AT");
+  variables["TLMB_SECTION_NAME"] = "navdata-replay";
+  EXPECT_EQ(run({"-i", out, "-e", folder.path("events"), "-d", "board"}).exitStatus, 0);
+  EXPECT_THAT(linesLike({"<4>", "<6>ostrelReplay: R"}), ElementsAre(END, ran(1)));
+}
+
 TEST_F(Export, NeverOverwritesAnInput) {
   folder.write("cont", samples({0, 1}));
   EXPECT_THAT(replayInto(folder.path("./cont"), flight),

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "support/LegacyLog.hpp"
+#include "support/Row.hpp"
 #include "support/RunProgram.hpp"
 #include "support/TestFolder.hpp"
 #include "telemetry/blackbox_writer.hpp"
@@ -90,16 +91,12 @@ const std::string OTHER_STEP = calls({event(3, 1, {5, 6}), event(3, 0), event(7,
 const std::string OTHER_LAYOUT =
     eventHeader("move, land", "2, 0", "by, to, none") + event(3, 0, {6, 5}) + event(3, 1) + event(8, 1);
 
-struct Diff {
-  const char* label;
+struct Diff : Row {
   std::string a, b;
   const char* options;
   int exitStatus;
   const char* said;
 };
-void PrintTo(const Diff& row, std::ostream* out) {
-  *out << row.label;
-}
 
 class LogDiff : public testing::TestWithParam<Diff> {};
 
@@ -114,61 +111,50 @@ TEST_P(LogDiff, TellsWhatDiffers) {
   EXPECT_THAT(result.out + result.err, HasSubstr(GetParam().said));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Logs, LogDiff,
-    testing::ValuesIn<Diff>({
-        {"Same", FLIGHT, FLIGHT, "", 0, "same: 3 steps, 3 variables\n"},
-        {"FirstValue", FLIGHT, OTHER_X, "", 1, "first: index 1, a.x: 0.2 in A, 0.5 in B\n"},
-        {"LargestValue", FLIGHT, OTHER_X, "", 1, "  2  0.45                   1  a.x\n"},
-        {"Patterns", FLIGHT, OTHER_X, "--only *.y --only index", 0, "same: 3 steps, 2 variables"},
-        {"BracketsInAName", BRACKETS + values({1}), BRACKETS + values({2}), "--only a[0]", 1,
-         "index 0, a[0]: 1"},
-        {"NamesNothing", FLIGHT, FLIGHT, "--only b.*", 2, "--only: names nothing"},
-        {"StepsInTheMiddle", FLIGHT, OTHER_STEPS, "--only a.*", 1, "first: index 1, a step only in A\n"},
-        {"StepsAtTheEnd", FLIGHT, OTHER_STEPS, "", 1, "steps only in B: 1, from index 3\n"},
-        {"ByRecord", FLIGHT, OTHER_INDEX, "--by-record --only a.*", 0, "same: 3 steps, 2 variables"},
-        {"IndicesRepeatAndGoBack", BACK, OTHER_BACK, "", 1, "first: index 2, a.x: 2 in A, 3 in B"},
-        {"NotNumbers", NOT_NUMBERS, OTHER_NOT_NUMBERS, "", 0, "same"},
-        {"NumberOrNot", NOT_NUMBERS, LOW, "--tolerance inf --by-record", 1, "1  inf "},
-        {"SignOfZero", MINUS_ZERO, ZERO, "", 1, "a.x: -0 in A, 0 in B"},
-        {"SignOfZeroWithTolerance", MINUS_ZERO, ZERO, "--tolerance 0", 0, "same"},
-        {"AtTheTolerance", LOW, HIGH, "--tolerance 0.25", 0, "same"},
-        {"BeyondTheTolerance", LOW, HIGH, "--tolerance 0.24", 1, "a.x: 1.5 in A, 1.75 in B"},
-        {"ToleranceIsNoNumber", LOW, HIGH, "--tolerance nan", 2, "--tolerance: must be"},
-        // 0.1 becomes the nearest float, 259 the 3 that a byte keeps of it.
-        {"Replay", FLIGHT, REPLAY, "--only a.* --only index", 0, "same: 3 steps, 3 variables"},
-        {"ReplayHasOutputs", REPLAY, FLIGHT, "", 1, "variables only in A: 1 (out)\n"},
-        {"ReplayOfAnotherFlight", FLIGHT, OTHER_REPLAY, "--only a.*", 1,
-         "index 1, a.x: 0.2 in A, 0.25 in B"},
-        {"TypeWithoutAName", REPLAY, OTHER_OUT, "", 1, "index 1, out[1]: 0 in A, 2 in B"},
-        {"SectionWithoutSamples", REPLAY, REPLAY, "--section empty", 0, "same: 0 steps, 1 variables"},
-        {"NoSuchSection", REPLAY, REPLAY, "--section nav2", 2, "has no section nav2"},
-        {"CutReplay", FLIGHT, cutBy(REPLAY, 20), "--only a.*", 2, "b: cut short after byte "},
-        {"CutFlight", cutBy(FLIGHT, 1), FLIGHT, "", 2, "steps only in B: 1"},
-        {"SameCalls", CALLS, CALLS, "", 0, "same: 3 calls, 2 arguments"},
-        {"ArgumentsByName", CALLS, OTHER_LAYOUT, "", 0, "same: 3 calls, 2 arguments"},
-        {"OtherArgument", CALLS, OTHER_ARGUMENT, "", 1, "index 3, move.by: 6 in A, 7 in B"},
-        {"OtherOrderOfCalls", CALLS, OTHER_ORDER, "", 1, "index 3, call: move in A, land in B"},
-        {"CallAtAnotherStep", CALLS, OTHER_STEP, "", 1, "index 7, a call of land only in B"},
-        {"OnlyCallsOfOneApi", CALLS, OTHER_ARGUMENT, "--only move.to", 0, "same: 1 calls"},
-        {"CallsAndSamples", CALLS, FLIGHT, "", 2, "only one of the two is an event log"},
-        {"NoLog", FLIGHT, "text", "", 2, "b: no flight log"},
-        {"NoColumns", FLIGHT, header("nentries : 0\n"), "", 2, "b: its header has no 'titles' entry"},
-        {"NoNumber", CALLS, eventHeader("land", "x", "none"), "", 2,
-         "b: its header has a count that is no number"},
-    }),
-    [](const auto& row) { return std::string(row.param.label); });
+const Diff DIFFS[] = {
+    {"Same", FLIGHT, FLIGHT, "", 0, "same: 3 steps, 3 variables\n"},
+    {"FirstValue", FLIGHT, OTHER_X, "", 1, "first: index 1, a.x: 0.2 in A, 0.5 in B\n"},
+    {"Patterns", FLIGHT, OTHER_X, "--only *.y --only index", 0, "same: 3 steps, 2 variables"},
+    {"BracketsInAName", BRACKETS + values({1}), BRACKETS + values({2}), "--only a[0]", 1,
+     "index 0, a[0]: 1"},
+    {"NamesNothing", FLIGHT, FLIGHT, "--only b.*", 2, "--only: names nothing"},
+    {"StepsInTheMiddle", FLIGHT, OTHER_STEPS, "--only a.*", 1, "first: index 1, a step only in A\n"},
+    {"StepsAtTheEnd", FLIGHT, OTHER_STEPS, "", 1, "steps only in B: 1, from index 3\n"},
+    {"ByRecord", FLIGHT, OTHER_INDEX, "--by-record --only a.*", 0, "same: 3 steps, 2 variables"},
+    {"IndicesRepeatAndGoBack", BACK, OTHER_BACK, "", 1, "first: index 2, a.x: 2 in A, 3 in B"},
+    {"NotNumbers", NOT_NUMBERS, OTHER_NOT_NUMBERS, "", 0, "same"},
+    {"NumberOrNot", NOT_NUMBERS, LOW, "--tolerance inf --by-record", 1, "1  inf "},
+    {"SignOfZero", MINUS_ZERO, ZERO, "", 1, "a.x: -0 in A, 0 in B"},
+    {"SignOfZeroWithTolerance", MINUS_ZERO, ZERO, "--tolerance 0", 0, "same"},
+    {"AtTheTolerance", LOW, HIGH, "--tolerance 0.25", 0, "same"},
+    {"BeyondTheTolerance", LOW, HIGH, "--tolerance 0.24", 1, "a.x: 1.5 in A, 1.75 in B"},
+    // 0.1 becomes the nearest float, 259 the 3 that a byte keeps of it.
+    {"Replay", FLIGHT, REPLAY, "--only a.* --only index", 0, "same: 3 steps, 3 variables"},
+    {"ReplayHasOutputs", REPLAY, FLIGHT, "", 1, "variables only in A: 1 (out)\n"},
+    {"ReplayOfAnotherFlight", FLIGHT, OTHER_REPLAY, "--only a.*", 1, "index 1, a.x: 0.2 in A, 0.25 in B"},
+    {"TypeWithoutAName", REPLAY, OTHER_OUT, "", 1, "index 1, out[1]: 0 in A, 2 in B"},
+    {"SectionWithoutSamples", REPLAY, REPLAY, "--section empty", 0, "same: 0 steps, 1 variables"},
+    {"NoSuchSection", REPLAY, REPLAY, "--section nav2", 2, "has no section nav2"},
+    {"CutReplay", FLIGHT, cutBy(REPLAY, 20), "--only a.*", 2, "b: cut short after byte "},
+    {"CutFlight", cutBy(FLIGHT, 1), FLIGHT, "", 2, "steps only in B: 1"},
+    {"SameCalls", CALLS, CALLS, "", 0, "same: 3 calls, 2 arguments"},
+    {"ArgumentsByName", CALLS, OTHER_LAYOUT, "", 0, "same: 3 calls, 2 arguments"},
+    {"OtherArgument", CALLS, OTHER_ARGUMENT, "", 1, "index 3, move.by: 6 in A, 7 in B"},
+    {"OtherOrderOfCalls", CALLS, OTHER_ORDER, "", 1, "index 3, call: move in A, land in B"},
+    {"CallAtAnotherStep", CALLS, OTHER_STEP, "", 1, "index 7, a call of land only in B"},
+    {"OnlyCallsOfOneApi", CALLS, OTHER_ARGUMENT, "--only move.to", 0, "same: 1 calls"},
+    {"CallsAndSamples", CALLS, FLIGHT, "", 2, "only one of the two is an event log"},
+    {"NoLog", FLIGHT, "text", "", 2, "b: no flight log"},
+    {"NoColumns", FLIGHT, header("nentries : 0\n"), "", 2, "b: its header has no 'titles' entry"},
+};
+INSTANTIATE_ROWS(LogDiff, DIFFS);
 
-struct Info {
-  const char* label;
+struct Info : Row {
   std::string log;
   int exitStatus;
   const char* path;  // to a value in the JSON of the log
   nlohmann::json value;
 };
-void PrintTo(const Info& row, std::ostream* out) {
-  *out << row.label;
-}
 
 class LogInfo : public testing::TestWithParam<Info> {};
 
@@ -186,63 +172,29 @@ TEST_P(LogInfo, DescribesTheLog) {
 const std::string GAPS = continuous(
     {values({-3, 0, 0}), values({0, 0, 0}), values({4, 0, 0}), values({4, 0, 0}), values({1, 0, 0})});
 
-INSTANTIATE_TEST_SUITE_P(
-    Logs, LogInfo,
-    testing::ValuesIn<Info>({
-        {"Variant", continuous({}, "ro.hardware : hexa\n"), 0, "/variant", "hexa"},
-        {"Columns", FLIGHT, 0, "/columns/1/name", "a.x"},
-        {"NoRecords", continuous({}), 0, "/index", nullptr},
-        {"Gaps",
-         GAPS,
-         0,
-         "/index",
-         {{"first", -3},
-          {"last", 1},
-          {"repeated", 1},
-          {"backwards", 1},
-          {"gaps",
-           {{"count", 2},
-            {"missing", 5},
-            {"largest", {{"after", 0}, {"missing", 3}}},
-            {"first", {{{"after", -3}, {"missing", 2}}, {{"after", 0}, {"missing", 3}}}}}}}},
-        {"CutRecord",
-         cutBy(FLIGHT, 8),
-         3,
-         "/end",
-         {{"state", "cut"}, {"byte", FLIGHT.size() - 24}, {"reason", ""}}},
-        {"CutHeader", FLIGHT.substr(0, FLIGHT.find("-- Data")), 3, "/end/state", "cut"},
-        {"Apis",
-         CALLS,
-         0,
-         "/apis/0",
-         {{"name", "land"}, {"records", 2}, {"arguments", nlohmann::json::array()}}},
-        {"Steps", CALLS, 0, "/steps", {{"first", 3}, {"last", 8}, {"backwards", 0}}},
-        {"CutCall", CALLS + event(9, 1, {1, 2}).substr(0, 39), 3, "/end/byte", CALLS.size()},
-        {"CallOfNoSize", CALLS + values({NOT_A_NUMBER, 9, 0}), 3, "/end/state", "damaged"},
-        {"CallWithAnArgumentTooMany", CALLS + event(9, 0, {1}), 3, "/end/byte", CALLS.size()},
-        {"CallOfNoApi", CALLS + event(9, 2), 3, "/end/reason",
-         "a call of an API that the header doesn't name"},
-        {"Section", REPLAY, 0, "/sections/1/index/last", 2},
-        {"SectionWithoutSamples",
-         REPLAY,
-         0,
-         "/sections/0",
-         {{"name", "empty"},
-          {"records", 0},
-          {"index", nullptr},
-          {"variables", {{{"name", "b"}, {"type", "bool"}, {"elementBytes", 1}, {"elements", 4}}}}}},
-        {"UnknownType", REPLAY, 0, "/sections/1/variables/3/type", nullptr},
-        {"NotClosed", cutBy(REPLAY, 20), 3, "/end/byte", REPLAY.size() - 20},
-        {"CutSample", cutBy(REPLAY, 21), 3, "/sections/1/records", 2},
-        {"Flipped", std::string(REPLAY).replace(REPLAY.size() - 22, 1, "?"), 3, "/end/state", "damaged"},
-        {"FlippedHeader", std::string(REPLAY).replace(9, 1, "?"), 3, "/end/state", "damaged"},
-        {"CutAfterTheMagic", "TLMB", 3, "/end/state", "cut"},
-        {"NoLog", "text", 1, "/error",
-         "no flight log: neither the start of a blackbox log nor a legacy header"},
-        {"OtherVersion", std::string("TLMB\x09\0\0\0", 8), 1, "/error",
-         "a blackbox log of another version"},
-    }),
-    [](const auto& row) { return std::string(row.param.label); });
+const Info INFOS[] = {
+    {"Variant", continuous({}, "ro.hardware : hexa\n"), 0, "/variant", "hexa"},
+    {"Gaps", GAPS, 0, "/index/gaps/largest", {{"after", 0}, {"missing", 3}}},
+    {"RepeatedAndBackwards", GAPS, 0, "/index/backwards", 1},
+    {"CutRecord", cutBy(FLIGHT, 8), 3, "/end/byte", FLIGHT.size() - 24},
+    {"Apis", CALLS, 0, "/apis/0/records", 2},
+    {"Steps", CALLS, 0, "/steps", {{"first", 3}, {"last", 8}, {"backwards", 0}}},
+    {"CutCall", CALLS + event(9, 1, {1, 2}).substr(0, 39), 3, "/end/byte", CALLS.size()},
+    {"CallOfNoSize", CALLS + values({NOT_A_NUMBER, 9, 0}), 3, "/end/state", "damaged"},
+    {"CallWithAnArgumentTooMany", CALLS + event(9, 0, {1}), 3, "/end/byte", CALLS.size()},
+    {"CallOfNoApi", CALLS + event(9, 2), 3, "/end/reason", "a call of an API that the header doesn't name"},
+    {"Section", REPLAY, 0, "/sections/1/index/last", 2},
+    {"SectionWithoutSamples", REPLAY, 0, "/sections/0/variables/0/elements", 4},
+    {"UnknownType", REPLAY, 0, "/sections/1/variables/3/type", nullptr},
+    {"NotClosed", cutBy(REPLAY, 20), 3, "/end/byte", REPLAY.size() - 20},
+    {"CutSample", cutBy(REPLAY, 21), 3, "/sections/1/records", 2},
+    {"Flipped", std::string(REPLAY).replace(REPLAY.size() - 22, 1, "?"), 3, "/end/state", "damaged"},
+    {"CutAfterTheMagic", "TLMB", 3, "/end/state", "cut"},
+    {"NoLog", "text", 1, "/error",
+     "no flight log: neither the start of a blackbox log nor a legacy header"},
+    {"OtherVersion", std::string("TLMB\x09\0\0\0", 8), 1, "/error", "a blackbox log of another version"},
+};
+INSTANTIATE_ROWS(LogInfo, INFOS);
 
 TEST(LogInfo, GoesOnBehindAFileThatIsMissing) {
   const TestFolder folder;
