@@ -118,20 +118,6 @@ TEST_F(Settings, FileIsRestoredByteForByteWhenEverySettingIsPutBack) {
   }
 }
 
-TEST_F(Settings, TextsComeBackFromTheirLines) {
-  const std::string longest(KVS_TEXT_MAX - 1, 'x');
-  const std::map<std::string, std::string> lines{
-      {"", "s key"},
-      {"a\r\n50%0A\\n\xc3\xff", "s key a%0D%0A50%250A\\n\xc3\xff"},
-      {"  a b ", "s key %20 a b%20"},
-      {longest, "s key " + longest}};
-  for (const auto& [text, line] : lines) {
-    EXPECT_EQ(kvs_ctx_set_string(Client().ctx, "key", text.c_str()), 0);
-    EXPECT_EQ(readFile(file), line + '\n');
-    EXPECT_EQ(Client().get("key"), '"' + text + '"');
-  }
-}
-
 TEST_F(Settings, WhatIsNoSettingIsReportedAndKept) {
   const std::string bytes =
       "# head\ni good 1\ni key\ns \ni key 2147483648\ni key 1a\nb key TRUE\nf key 1.5\ns key 50%\n"

@@ -56,11 +56,4 @@ TEST(OstrelLog, ReportsAWriteFailureAndLeavesNothingNew) {
   }
 }
 
-TEST(OstrelLog, ReplacesAnEarlierFlight) {
-  const TestFolder folder;
-  const std::string samples = folder.write("flight.cont", std::string(1'000'000, 'x'));
-  EXPECT_EQ(runProgram(OSTREL_LOG, {"make", folder.path("flight"), "--seconds", "0.1"}).exitStatus, 0);
-  EXPECT_EQ(readFile(samples).find("xxx"), std::string::npos);
-}
-
 }  // namespace
