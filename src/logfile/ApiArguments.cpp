@@ -24,6 +24,6 @@ const DataRegistry* argumentRegistry(const DataEntryBase& apiEntry) {
   if (link == nullptr) return nullptr;
   // The bound object is the library's; its second pointer-sized field points to the argument registry.
   const DataRegistry* arguments = nullptr;
-  std::memcpy(&arguments, link + sizeof(void*), sizeof(arguments));
+  std::memcpy(&arguments, link + sizeof(void*), sizeof(void*));
   return arguments;
 }

@@ -13,9 +13,9 @@
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Winvalid-offsetof"
 static_assert(!std::is_polymorphic_v<DataRegistry>);
-static_assert(offsetof(DataRegistry, name) == 0 && sizeof(DataRegistry::name) == 32);
-static_assert(offsetof(DataRegistry, entries) == 32 && sizeof(DataRegistry::entries) == 48);
-static_assert(offsetof(DataRegistry, entryList) == 80 && sizeof(DataRegistry::entryList) == 24);
+static_assert(offsetof(DataRegistry, name) == 0);
+static_assert(offsetof(DataRegistry, entries) == 32);
+static_assert(offsetof(DataRegistry, entryList) == 80);
 static_assert(offsetof(DataRegistry, frozen) == 104 && sizeof(DataRegistry) == 112);
 #pragma GCC diagnostic pop
 
