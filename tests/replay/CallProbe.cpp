@@ -26,7 +26,7 @@ Function next(const char* name) {
 /// How many steps ago the one was that the environment variable `name` names; negative when it is to come.
 int stepsSince(const char* name, int step) {
   const char* first = std::getenv(name);
-  return first == nullptr ? -1 : step - std::atoi(first);
+  return first == nullptr ? -1 : step - static_cast<int>(std::strtol(first, nullptr, 10));
 }
 
 int steps = 0;

@@ -15,7 +15,7 @@ ProgramResult runProgram(const std::string& program, const std::vector<std::stri
   std::vector<std::string> command;
   for (const auto& [name, value] : variables) {
     if (value.empty()) command.insert(command.begin(), {"-u", name});
-    if (!value.empty()) command.push_back(std::string(name).append("=").append(value));
+    if (!value.empty()) command.push_back(name + "=" + value);
   }
   command.push_back(program);
   command.insert(command.end(), arguments.begin(), arguments.end());
