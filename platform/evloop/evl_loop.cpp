@@ -62,7 +62,8 @@ int evl_loop_wait_and_process(evl_loop* loop, int timeout_ms) {
   int called = 0;
   for (int i = 0; i < ready; ++i) {
     const epoll_event& event = events[static_cast<size_t>(i)];
-    const auto found = loop->watches.find(event.data.u64);
+    const uint64_t id = event.data.u64;  // a copy: a packed record's member can't be referred to
+    const auto found = loop->watches.find(id);
     if (found == loop->watches.end()) continue;
     const Watch watch = found->second;  // a copy: the callback may remove the original
     watch.callback(watch.fd, event.events, watch.userdata);
