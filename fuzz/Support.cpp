@@ -1,0 +1,60 @@
+#include "Support.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+
+#include "logservice/log.h"
+#include "support/TestFolder.hpp"
+
+namespace {
+
+const TestFolder& folder() {
+  static const TestFolder made = [] {
+    if (std::filesystem::is_directory("/dev/shm")) setenv("TMPDIR", "/dev/shm", 1);
+    return TestFolder();
+  }();
+  return made;
+}
+
+}  // namespace
+
+int log_admits(const char* /*tag*/, int /*priority*/) {
+  return 1;
+}
+
+void log_print(const char* /*tag*/, int priority, const char* format, ...) {
+  std::array<char, 4096> line;
+  va_list arguments;
+  va_start(arguments, format);
+  const int length = std::vsnprintf(line.data(), line.size(), format, arguments);
+  va_end(arguments);
+  REQUIRE(length >= 0 && priority >= 0 && priority <= 7);
+}
+
+void requirementFailed(const char* condition, const char* file, int line) {
+  std::fprintf(stderr, "%s:%d: not so: %s\n", file, line, condition);
+  std::abort();
+}
+
+const std::string& inputFile(const std::uint8_t* bytes, std::size_t size) {
+  static const std::string path = folder().path("input");
+  folder().write("input", std::string(reinterpret_cast<const char*>(bytes), size));
+  return path;
+}
+
+std::string inputFileBytes() {
+  return readFile(folder().path("input"));
+}
+
+std::vector<std::string> likelyKeys(const std::uint8_t* bytes, std::size_t size) {
+  std::vector<std::string> keys;
+  const std::string text(reinterpret_cast<const char*>(bytes), size);
+  for (std::size_t start = 0; start < size && keys.size() < 4;) {
+    const std::size_t end = std::min(text.find_first_of(" =\r\n", start), size);
+    if (end - start > 1) keys.push_back(text.substr(start, end - start));
+    start = end + 1;
+  }
+  return keys;
+}

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+/// What the fuzzers share. Their log service formats every line, so that a bad format is seen, and drops
+/// it.
+
+/// Ends the fuzzer with a report of the input, as a crash would.
+#define REQUIRE(condition) \
+  if (!(condition)) requirementFailed(#condition, __FILE__, __LINE__)
+[[noreturn]] void requirementFailed(const char* condition, const char* file, int line);
+
+/// Writes the input to this process's one input file, in memory where that is possible. Returns its path.
+const std::string& inputFile(const std::uint8_t* bytes, std::size_t size);
+
+/// The bytes of the input file as they are now.
+std::string inputFileBytes();
+
+/// Texts of the input that a reader may take for keys, a few at most: the words before a blank or '='.
+std::vector<std::string> likelyKeys(const std::uint8_t* bytes, std::size_t size);
