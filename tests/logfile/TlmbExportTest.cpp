@@ -6,6 +6,7 @@
 #include <memory>
 #include <tuple>
 
+#include "logfile/ReplayExport.hpp"
 #include "logfile/TlmbExport.hpp"
 #include "ostrel/data_manager.hpp"
 #include "ostrel/log_tlmb.h"
@@ -181,6 +182,20 @@ TEST_F(TlmbExportTest, SplitsThePathAtItsLastSlash) {
     exporter.open(path);
     EXPECT_THAT(takeCalls(), ElementsAre(name, "wait", directory, "wait", "set enabled=true", "wait"));
   }
+}
+
+TEST(ReplayExportHolder, ClosesItsExportAndThenDestroysIt) {
+  static std::string calls;
+  struct Exporter : LogFile::IExport {
+    ~Exporter() override { calls += "destroyed"; }
+    int open(const char*) override { return -EIO; }
+    int close() override { return calls += "closed ", 0; }
+    int step() override { return 0; }
+  };
+  auto holder = std::make_unique<ReplayExport>();
+  holder->exporter = std::make_unique<Exporter>();
+  holder.reset();
+  EXPECT_EQ(calls, "closed destroyed");
 }
 
 }  // namespace

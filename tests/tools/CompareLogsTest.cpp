@@ -82,7 +82,6 @@ const std::string OTHER_INDEX =
 const std::string BACK = continuous({values({5, 0, 0}), values({5, 1, 1}), values({2, 2, 2})});
 const std::string OTHER_BACK = continuous({values({5, 0, 0}), values({5, 1, 1}), values({2, 3, 2})});
 const std::string BRACKETS = continuousHeader({"a[0]"});
-const std::string OTHER_REPLAY = blackbox({sampled(1, 0, 0.1F), sampled(2, 1, 0.25F), sampled(3, 2, 0.3F)});
 const std::string OTHER_OUT =
     blackbox({sampled(1, 0, 0.1F), sampled(2, 1, 0.2F, 519), sampled(3, 2, 0.3F)});
 const std::string OTHER_ARGUMENT = calls({event(3, 1, {5, 7}), event(3, 0), event(8, 0)});
@@ -129,16 +128,13 @@ const Diff DIFFS[] = {
     // 0.1 becomes the nearest float, 259 the 3 that a byte keeps of it.
     {"Replay", FLIGHT, REPLAY, "--only a.* --only index", 0, "same: 3 steps, 3 variables"},
     {"ReplayHasOutputs", REPLAY, FLIGHT, "", 1, "variables only in A: 1 (out)\n"},
-    {"ReplayOfAnotherFlight", FLIGHT, OTHER_REPLAY, "--only a.*", 1, "index 1, a.x: 0.2 in A, 0.25 in B"},
     {"TypeWithoutAName", REPLAY, OTHER_OUT, "", 1, "index 1, out[1]: 0 in A, 2 in B"},
-    {"NoSuchSection", REPLAY, REPLAY, "--section nav2", 2, "has no section nav2"},
     {"CutReplay", FLIGHT, cutBy(REPLAY, 20), "--only a.*", 2, "b: cut short after byte "},
     {"ArgumentsByName", CALLS, OTHER_LAYOUT, "", 0, "same: 3 calls, 2 arguments"},
     {"OtherArgument", CALLS, OTHER_ARGUMENT, "", 1, "index 3, move.by: 6 in A, 7 in B"},
     {"OtherOrderOfCalls", CALLS, OTHER_ORDER, "", 1, "index 3, call: move in A, land in B"},
     {"CallAtAnotherStep", CALLS, OTHER_STEP, "", 1, "index 7, a call of land only in B"},
     {"CallsAndSamples", CALLS, FLIGHT, "", 2, "only one of the two is an event log"},
-    {"NoLog", FLIGHT, "text", "", 2, "b: no flight log"},
     {"NoColumns", FLIGHT, header("nentries : 0\n"), "", 2, "b: its header has no 'titles' entry"},
 };
 INSTANTIATE_ROWS(LogDiff, DIFFS);
@@ -167,7 +163,6 @@ const std::string GAPS = continuous(
     {values({-3, 0, 0}), values({0, 0, 0}), values({4, 0, 0}), values({4, 0, 0}), values({1, 0, 0})});
 
 const Info INFOS[] = {
-    {"Variant", continuous({}, "ro.hardware : hexa\n"), 0, "/variant", "hexa"},
     {"Gaps", GAPS, 0, "/index/gaps/largest", {{"after", 0}, {"missing", 3}}},
     {"CutRecord", cutBy(FLIGHT, 8), 3, "/end/byte", FLIGHT.size() - 24},
     {"Apis", CALLS, 0, "/apis/0/records", 2},
@@ -183,7 +178,6 @@ const Info INFOS[] = {
     {"CutAfterTheMagic", "TLMB", 3, "/end/state", "cut"},
     {"NoLog", "text", 1, "/error",
      "no flight log: neither the start of a blackbox log nor a legacy header"},
-    {"OtherVersion", std::string("TLMB\x09\0\0\0", 8), 1, "/error", "a blackbox log of another version"},
 };
 INSTANTIATE_ROWS(LogInfo, INFOS);
 
