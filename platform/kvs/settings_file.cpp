@@ -173,8 +173,15 @@ std::unique_ptr<SettingsFile> SettingsFile::open(const std::string& name) {
 }
 
 SettingsFile::~SettingsFile() {
+  if (lock.get() < 0) return;
+  if (lines != stored) {
+    if (const int result = replaceFile(); result < 0) {
+      log_print("kvs", LOG_ERR, "Can't write settings file %s, its settings stay as they were: %s",
+                path.c_str(), strerror(-result));
+    }
+  }
   // Before the lock is dropped: whoever gets it now sees that the file it has locked is gone.
-  if (lock.get() >= 0) unlink((path + ".lock").c_str());
+  unlink((path + ".lock").c_str());
 }
 
 int SettingsFile::takeLock() {
@@ -215,8 +222,7 @@ int SettingsFile::load() {
     if (count > 0) bytes.append(part.data(), static_cast<size_t>(count));
     if (bytes.size() > maximumBytes) return -EFBIG;
   }
-  existed = true;
-  lines = split(bytes);
+  stored = lines = split(bytes);
   return 0;
 }
 
@@ -255,35 +261,19 @@ int SettingsFile::set(const std::string& key, const kvs_value& value) {
     const bool endsInLineFeed = !updated.empty() && updated.back().empty();
     updated.insert(updated.end() - (endsInLineFeed ? 1 : 0), formatLine(key, value));
   }
-  if (updated == lines) return 0;
-
-  const std::string bytes = join(updated);
-  if (bytes.size() > maximumBytes) return -EFBIG;
-  if (!path.empty()) {
-    if (const int result = replaceFile(bytes); result < 0) {
-      log_print("kvs", LOG_WARNING, "Can't write settings file %s: %s", path.c_str(), strerror(-result));
-      return result;
-    }
-  }
+  if (join(updated).size() > maximumBytes) return -EFBIG;
   lines = std::move(updated);
   return 0;
 }
 
-int SettingsFile::replaceFile(const std::string& bytes) {
-  if (bytes.empty() && !existed) return unlink(path.c_str()) == 0 || errno == ENOENT ? 0 : -errno;
-
-  int result = writeTemporary(bytes);
-  if (result == -ENOSPC || result == -EDQUOT) {
-    static_cast<void>(reserve.close());
-    result = writeTemporary(bytes);
-  }
+int SettingsFile::replaceFile() const {
+  int result = writeTemporary();
   if (result == 0 && rename(temporary.c_str(), path.c_str()) != 0) result = -errno;
   if (result < 0) unlink(temporary.c_str());
-  reserveSpace(bytes.size() + KVS_TEXT_MAX);
   return result;
 }
 
-int SettingsFile::writeTemporary(const std::string& bytes) const {
+int SettingsFile::writeTemporary() const {
   UniqueFd file(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666));
   if (file.get() < 0) return -errno;
 
@@ -293,21 +283,9 @@ int SettingsFile::writeTemporary(const std::string& bytes) const {
       (fchown(file.get(), old.st_uid, old.st_gid) != 0 || fchmod(file.get(), old.st_mode & 07777) != 0)) {
     return -errno;
   }
-  if (const int result = writeAll(file.get(), bytes); result < 0) return result;
+  if (const int result = writeAll(file.get(), join(lines)); result < 0) return result;
   if (fsync(file.get()) != 0) return -errno;
   return file.close();
-}
-
-/// Keeps the space of one more write. Borrowed settings must go back where they were even when the flight
-/// log beside them has filled the disk in the meantime. Best effort: some file systems can't do this.
-void SettingsFile::reserveSpace(size_t bytes) {
-  if (reserve.get() < 0) {
-    reserve =
-        UniqueFd(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (reserve.get() < 0) return;
-    unlink(temporary.c_str());
-  }
-  static_cast<void>(fallocate(reserve.get(), FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(bytes)));
 }
 
 }  // namespace kvs

@@ -48,8 +48,10 @@ bool isKey(const std::string& key);
 /// changes its line in place, a new setting goes to the end, and line ends (LF or CR LF, none at the end of
 /// the file) stay as they are.
 ///
-/// The file is read once. While it is open, "<file>.lock" lies beside it, its flock held; what a killed
-/// process leaves of that blocks nobody, as the kernel drops the lock. "<file>.tmp" exists during a write
+/// The file is read once, and replaced once, at the end, when something is then other than it was. So a
+/// process that borrows settings and is killed has borrowed nothing, and settings that are put back need no
+/// disk to go back to. While it is open, "<file>.lock" lies beside it, its flock held; what a killed
+/// process leaves of that blocks nobody, as the kernel drops the lock. "<file>.tmp" exists during the write
 /// only; one that a killed process has left is written over.
 class SettingsFile {
  public:
@@ -59,13 +61,15 @@ class SettingsFile {
 
   SettingsFile(const SettingsFile&) = delete;
   SettingsFile& operator=(const SettingsFile&) = delete;
+  /// Replaces the file when a setting is other than it was. A failure is an error line, and the file is the
+  /// one that it was.
   ~SettingsFile();
 
   /// Reads a setting. False, and `value` undefined, when there is none.
   bool get(const std::string& key, kvs_value& value) const;
 
-  /// Puts a valid `value` into memory and file, or removes the setting when it is empty. Nothing is written
-  /// when that changes nothing. 0, or a negated errno with both left as they were.
+  /// Gives a setting a valid `value`, or removes it when that is empty. 0, or -EFBIG with the setting left
+  /// as it was.
   int set(const std::string& key, const kvs_value& value);
 
  private:
@@ -74,17 +78,15 @@ class SettingsFile {
   int takeLock();
   int load();
   void reportDamage() const;
-  int replaceFile(const std::string& bytes);
-  int writeTemporary(const std::string& bytes) const;
-  void reserveSpace(size_t bytes);
+  int replaceFile() const;
+  int writeTemporary() const;
 
-  const std::string path;       ///< without links; empty for memory alone
-  const std::string temporary;  ///< beside it, so that a rename can put it in its place
-  bool existed = false;         ///< there was a file when it was opened
+  const std::string path;               ///< without links; empty for memory alone
+  const std::string temporary;          ///< beside it, so that a rename can put it in its place
+  std::vector<std::string> stored{""};  ///< what `lines` were when the file was opened
   std::vector<std::string> lines{
-      ""};  ///< between line feeds: a file that ends in one ends in an empty line
+      stored};  ///< between line feeds: a file that ends in one ends in an empty line
   UniqueFd lock;
-  UniqueFd reserve;  ///< a nameless file, see reserveSpace()
 };
 
 }  // namespace kvs

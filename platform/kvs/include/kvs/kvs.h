@@ -11,9 +11,9 @@
 /// The store is the text file that the environment variable KVS_FILE names when the first client context of
 /// the process is made, or memory alone when it is unset or empty. All contexts of the process share it; it
 /// is closed, and a store in memory forgotten, with the last of them. While it is open no other process can
-/// open it, and what else is written to the file may be lost. A set is in the file when it returns. A store
-/// whose settings are put back to what they were is byte for byte the file that it was, and no file when
-/// there was none.
+/// open it, and what else is written to the file may be lost. All sets of the process reach the file
+/// together, when the store is closed: a process that dies before has set nothing. A store whose settings
+/// are put back to what they were is byte for byte the file that it was, and no file when there was none.
 ///
 /// Single-threaded: all contexts and their loops belong to one thread. Results are 0, or a negated errno.
 
@@ -96,7 +96,8 @@ int kvs_ctx_start(kvs_ctx* ctx);
 /// Ends delivery and drops the events not yet delivered. -EINVAL: no context.
 int kvs_ctx_stop(kvs_ctx* ctx);
 
-/// Releases a context, in any state; null does nothing.
+/// Releases a context, in any state; null does nothing. The last one closes the store; when its file then
+/// can't be written, one error line names it, and the file holds the settings as they were.
 void kvs_ctx_destroy(kvs_ctx* ctx);
 
 /// Reads the current value of `key`. -ENOENT: no such setting; -EINVAL: no context, key or value. After a
@@ -105,14 +106,12 @@ int kvs_ctx_get(kvs_ctx* ctx, const char* key, kvs_value* value);
 
 /// Sets `key` to `value`; the empty value deletes the setting, also one that doesn't exist. Success is one
 /// event to this context when it is started, whether or not it has subscribed to the key, and to every
-/// other started one that has. After a failure there is no event, and memory and file hold the value as
-/// before.
+/// other started one that has. After a failure there is no event, and the setting is as before.
 ///
 ///   0           set
 ///   -EINVAL     no context, key or value, or a value of no known type
 ///   -EMSGSIZE   a text without its NUL within KVS_TEXT_MAX bytes
 ///   -EFBIG      the store would outgrow 1 MiB
-///   -errno      the file can't be written (-ENOSPC, -EACCES, ...); one warning line names it
 int kvs_ctx_set(kvs_ctx* ctx, const char* key, const kvs_value* value);
 
 /// kvs_ctx_set() with a value of one type; a null text is -EINVAL.
