@@ -1,5 +1,7 @@
 #include "Support.hpp"
 
+#include <syslog.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdarg>
@@ -18,6 +20,8 @@ const TestFolder& folder() {
   return made;
 }
 
+std::string complaints;  ///< the first ones of the input, back to back
+
 }  // namespace
 
 int log_admits(const char* /*tag*/, int /*priority*/) {
@@ -31,6 +35,8 @@ void log_print(const char* /*tag*/, int priority, const char* format, ...) {
   const int length = std::vsnprintf(line.data(), line.size(), format, arguments);
   va_end(arguments);
   REQUIRE(length >= 0 && priority >= 0 && priority <= 7);
+  if (priority <= LOG_WARNING && complaints.size() < 64 * line.size()) complaints += line.data();
+  if (std::strncmp(line.data(), "call ", 5) == 0) delivered().emplace_back(line.data());
 }
 
 void requirementFailed(const char* condition, const char* file, int line) {
@@ -38,8 +44,19 @@ void requirementFailed(const char* condition, const char* file, int line) {
   std::abort();
 }
 
+std::vector<std::string>& delivered() {
+  static std::vector<std::string> all;
+  return all;
+}
+
+bool complained(const std::string& text) {
+  return complaints.find(text) != std::string::npos;
+}
+
 const std::string& inputFile(const std::uint8_t* bytes, std::size_t size) {
   static const std::string path = folder().path("input");
+  delivered().clear();
+  complaints.clear();
   folder().write("input", std::string(reinterpret_cast<const char*>(bytes), size));
   return path;
 }

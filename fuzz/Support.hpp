@@ -7,13 +7,20 @@
 #include <string>
 #include <vector>
 
-/// What the fuzzers share. Their log service formats every line, so that a bad format is seen, and drops
-/// it.
+/// What the fuzzers share. Their log service formats every line, so that a bad format is seen, and keeps
+/// only what the library tells of its calls.
 
 /// Ends the fuzzer with a report of the input, as a crash would.
 #define REQUIRE(condition) \
   if (!(condition)) requirementFailed(#condition, __FILE__, __LINE__)
 [[noreturn]] void requirementFailed(const char* condition, const char* file, int line);
+
+/// What came out of the log under way so far: samples as their bytes, calls of the library as it tells
+/// them. A new input begins with nothing.
+std::vector<std::string>& delivered();
+
+/// Whether a line at warning priority or above has had this text since the input began.
+bool complained(const std::string& text);
 
 /// Writes the input to this process's one input file, in memory where that is possible. Returns its path.
 const std::string& inputFile(const std::uint8_t* bytes, std::size_t size);
