@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,6 +10,7 @@
 
 namespace {
 
+using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -139,20 +139,24 @@ TEST_F(Settings, WhatIsNoSettingIsReportedAndKept) {
   EXPECT_EQ(readFile(file), bytes + "i key 5\n");
 }
 
-TEST_F(Settings, AFailedWriteLeavesFileAndFolderAsTheyWere) {
-  folder.write("settings", "s a old\n");
-  const rlimit small{1000, RLIM_INFINITY}, none{RLIM_INFINITY, RLIM_INFINITY};
-  std::signal(SIGXFSZ, SIG_IGN);
-  testing::internal::CaptureStderr();
-  {
-    const Client client;
-    EXPECT_EQ(kvs_ctx_set_string(client.ctx, "a", std::string(2000, 'x').c_str()), 0);
-    setrlimit(RLIMIT_FSIZE, &small);
+TEST_F(Settings, AFailedCallLeavesFileAndFolderAsTheyWere) {
+  int at = 0;
+  for (bool failed = true; failed;) {
+    folder.write("settings", "s a old\n");
+    testing::internal::CaptureStderr();
+    setenv("IO_FAULT_AT", std::to_string(++at).c_str(), 1);
+    kvs_ctx* const ctx = kvs_ctx_new_client(nullptr, nullptr);
+    EXPECT_EQ(kvs_ctx_set_string(ctx, "a", "new"), ctx != nullptr ? 0 : -EINVAL);
+    kvs_ctx_destroy(ctx);
+    unsetenv("IO_FAULT_AT");
+    const std::string said = testing::internal::GetCapturedStderr();
+    failed = said != "";
+    EXPECT_THAT(said, ContainsRegex(failed ? "@fault .*Can't .* settings file " + file + ".*: Input/output"
+                                           : "^$"));
+    EXPECT_EQ(readFile(file), failed ? "s a old\n" : "s a new\n") << said;
+    EXPECT_THAT(filesLeft(), ElementsAre("settings")) << said;
   }
-  setrlimit(RLIMIT_FSIZE, &none);
-  EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("Can't write settings file " + file));
-  EXPECT_EQ(readFile(file), "s a old\n");
-  EXPECT_THAT(filesLeft(), ElementsAre("settings"));
+  EXPECT_EQ(at, 9);
 }
 
 TEST_F(Settings, AreOneProcessesOnlyUntilItIsKilledWhichSetsNothing) {

@@ -1,11 +1,13 @@
 // Stands before the flight-control library and a few system calls at load time. Each call is shown as a
 // line "@name arguments" on standard error, then made; the sleeps are only shown, so that no test waits.
-// With PROBE_THROW_AT=N the Nth library step throws; from PROBE_SIGNAL_AT=N on each raises SIGTERM.
+// With PROBE_THROW_AT=N the Nth library step throws; from PROBE_SIGNAL_AT=N on each raises the
+// signal PROBE_SIGNAL, or SIGTERM.
 
 #include <dlfcn.h>
 #include <sys/prctl.h>
 #include <unistd.h>
 
+#include <climits>
 #include <csignal>
 #include <cstdarg>
 #include <cstdio>
@@ -23,10 +25,9 @@ Function next(const char* name) {
   return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
 }
 
-/// How many steps ago the one was that the environment variable `name` names; negative when it is to come.
-int stepsSince(const char* name, int step) {
-  const char* first = std::getenv(name);
-  return first == nullptr ? -1 : step - static_cast<int>(std::strtol(first, nullptr, 10));
+int number(const char* variable, int unset) {
+  const char* text = std::getenv(variable);
+  return text == nullptr ? unset : std::atoi(text);
 }
 
 int steps = 0;
@@ -45,8 +46,8 @@ int OSTREL_process(void) {
   std::memcpy(&flags, Dravon3::data_manager()->sensors + 1880, sizeof(flags));
   std::fprintf(stderr, "@OSTREL_process flags=%u\n", flags);
   ++steps;
-  if (stepsSince("PROBE_THROW_AT", steps) == 0) throw std::runtime_error("probe");
-  if (stepsSince("PROBE_SIGNAL_AT", steps) >= 0) raise(SIGTERM);
+  if (steps == number("PROBE_THROW_AT", 0)) throw std::runtime_error("probe");
+  if (steps >= number("PROBE_SIGNAL_AT", INT_MAX)) raise(number("PROBE_SIGNAL", SIGTERM));
   return next<int (*)()>("OSTREL_process")();
 }
 
