@@ -1,4 +1,3 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -54,23 +53,16 @@ std::size_t slotOf(Member member) {
 }
 
 TEST(DataEntryLayout, KeepsTheOrderOfVirtualOperations) {
-  // The destructor takes the first two.
-  const std::size_t slots[] = {slotOf(&DataEntryBase::getTypeString),
-                               slotOf(&DataEntryBase::toRecordFormat), slotOf(&DataEntryBase::fromRecord),
-                               slotOf(&DataEntryBase::registerToTlm)};
-  EXPECT_THAT(slots, testing::ElementsAre(2, 3, 4, 5));
+  EXPECT_EQ(slotOf(&DataEntryBase::getTypeString), 2U);  // the destructor takes the first two
+  EXPECT_EQ(slotOf(&DataEntryBase::toRecordFormat), 3U);
+  EXPECT_EQ(slotOf(&DataEntryBase::fromRecord), 4U);
+  EXPECT_EQ(slotOf(&DataEntryBase::registerToTlm), 5U);
 }
 
-/// What a producer was last asked to register.
-struct Registration {
-  void* address;
-  std::string section, name;
-  tlm_var_type type;
-  unsigned long elementBytes, count;
-  unsigned int flags;
-  timespec* timestamp;
-  unsigned long timestampCount;
-} registration;
+/// What a producer was last asked to register: regInternal()'s arguments.
+std::tuple<void*, std::string, std::string, int, unsigned long, unsigned long, unsigned int, timespec*,
+           unsigned long>
+    registration;
 
 template <class T>
 void expectNames(int type, const char* typeString, int tlmType) {
@@ -82,12 +74,9 @@ void expectNames(int type, const char* typeString, int tlmType) {
   takeLogLines();
   EXPECT_EQ(entry.registerToTlm(producer), -EEXIST);  // the producer's result comes back
   EXPECT_EQ(takeLogLines(), std::vector<std::string>{"<7>Registering inputs.field into telemetry"});
-  const Registration& seen = registration;
-  EXPECT_EQ(std::tie(seen.section, seen.name), std::make_tuple("navdata", "inputs.field"));
-  EXPECT_EQ(seen.address, &field);
-  EXPECT_EQ(static_cast<int>(seen.type), tlmType) << typeString;
-  EXPECT_EQ(std::tie(seen.elementBytes, seen.count, seen.flags, seen.timestamp, seen.timestampCount),
-            std::make_tuple(sizeof(T), 1UL, 0U, static_cast<timespec*>(nullptr), 1UL));
+  EXPECT_EQ(registration, std::make_tuple(static_cast<void*>(&field), "navdata", "inputs.field", tlmType,
+                                          sizeof(T), 1UL, 0U, static_cast<timespec*>(nullptr), 1UL))
+      << typeString;
 }
 
 TEST(DataEntryNames, FollowTheFieldType) {
