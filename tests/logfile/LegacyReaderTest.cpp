@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cerrno>
 #include <cmath>
@@ -13,14 +12,11 @@
 
 using testing::ElementsAre;
 using testing::ExitedWithCode;
-using testing::IsEmpty;
 
 namespace {
 
 class LegacyReaderTest : public testing::Test {
  protected:
-  using Reader = std::unique_ptr<LogFile::IReader>;
-
   LegacyReaderTest() {
     registry.reg("index", &index);
     registry.reg("x", &x);
@@ -31,8 +27,9 @@ class LegacyReaderTest : public testing::Test {
   /// A reader on a log of these bytes, opened.
   auto openContinuous(const std::string& log) { return open(registry, LogFile::CONTENTS_CONTINUOUS, log); }
   auto openEvents(const std::string& log) { return open(api.registry, LogFile::CONTENTS_EVENTS, log); }
-  Reader open(DataRegistry& target, LogFile::Contents kind, const std::string& log) {
-    Reader reader(LegacyReader::create(target, kind));
+  std::unique_ptr<LogFile::IReader> open(DataRegistry& target, LogFile::Contents kind,
+                                         const std::string& log) {
+    std::unique_ptr<LogFile::IReader> reader(LegacyReader::create(target, kind));
     EXPECT_EQ(reader->open(folder.write("log", log).c_str()), 0);
     return reader;
   }
@@ -59,9 +56,7 @@ TEST_F(LegacyReaderTest, AsksEntriesOfOtherClassesThemselves) {
   };
   DataRegistry special;
   special.entries["x"] = new Doubling("x", &x);
-  std::unique_ptr<LogFile::IReader> reader(LegacyReader::create(special, LogFile::CONTENTS_CONTINUOUS));
-  EXPECT_EQ(reader->open(folder.write("log", COLUMNS + values({1, 0.5})).c_str()), 0);
-  EXPECT_EQ(reader->popSample(), 0);
+  EXPECT_EQ(open(special, LogFile::CONTENTS_CONTINUOUS, COLUMNS + RECORD)->popSample(), 0);
   EXPECT_EQ(x, 1.0F);
 }
 
@@ -72,37 +67,32 @@ TEST_F(LegacyReaderTest, OneKindOfLogDoesNotServeTheOther) {
                                            "<3>Can not pop sample from non-continuous file"));
 }
 
-struct Preamble : Row {
-  std::string bytes;
-  const char* warning = "";  // behind the file's name
-  int result = 0;            // of the first sample
-};
-class LegacyHeader : public LegacyReaderTest, public testing::WithParamInterface<Preamble> {};
-
-TEST_P(LegacyHeader, IsFoundBehindThePreamble) {
-  const auto reader = openContinuous(GetParam().bytes);
-  std::vector<std::string> expected;
-  if (*GetParam().warning != 0) expected.push_back("<4>Input file " + path + GetParam().warning);
-  EXPECT_EQ(takeLogLines(6), expected);
-  EXPECT_EQ(reader->popSample(), GetParam().result);
-  EXPECT_EQ(index, GetParam().result == 0 ? 4 : 0);
-  EXPECT_EQ(x, GetParam().result == 0 ? 0.5F : 0);
-  EXPECT_EQ(reader->popSample(), -ENODATA);
+TEST_F(LegacyReaderTest, FindsTheHeaderBehindItsPreamble) {
+  const std::string lines = "nentries : 2\ntitles : index, x\n";
+  // The warning stands behind the file's name; the result is that of the first sample.
+  const std::tuple<const char*, std::string, const char*, int> preambles[] = {
+      {"six lines", "1\n2\n3\n4\n5\n\n" + COLUMNS + RECORD, "", 0},
+      {"seven lines", "1\n2\n3\n4\n5\n6\n\n" + COLUMNS + RECORD,
+       " has 7 lines before its header, is it normal?", 0},
+      {"markers inside lines", "xx -- Build infos yy\n" + lines + "xx -- Data yy\n" + RECORD, "", 0},
+      {"carriage returns", "-- Build infos\r\nnentries : 2\r\ntitles : index, x\r\n-- Data\r\n" + RECORD,
+       "", 0},
+      {"data marker before the header", "-- Data\n" + COLUMNS + RECORD, "", 0},
+      {"no data marker", "-- Build infos\n" + lines + RECORD, "", -ENODATA},
+      {"oversized", header(lines + std::string(5UL << 20U, 'x') + "\n") + RECORD,
+       " has a header of more than 4194304 bytes, the excess is ignored", 0},
+  };
+  for (const auto& [label, bytes, warning, result] : preambles) {
+    SCOPED_TRACE(label);
+    x = 0;
+    const auto reader = openContinuous(bytes);
+    const std::vector<std::string> expected(*warning != 0 ? 1 : 0, "<4>Input file " + path + warning);
+    EXPECT_EQ(takeLogLines(6), expected);
+    EXPECT_EQ(reader->popSample(), result);
+    EXPECT_EQ(x, result == 0 ? 0.5F : 0);
+    EXPECT_EQ(reader->popSample(), -ENODATA);
+  }
 }
-
-const std::string LINES = "nentries : 2\ntitles : index, x\n";
-const Preamble PREAMBLES[] = {
-    {"SixLines", "1\n2\n3\n4\n5\n\n" + COLUMNS + RECORD},
-    {"SevenLines", "1\n2\n3\n4\n5\n6\n\n" + COLUMNS + RECORD,
-     " has 7 lines before its header, is it normal?"},
-    {"MarkersInsideLines", "xx -- Build infos yy\n" + LINES + "xx -- Data yy\n" + RECORD},
-    {"CarriageReturns", "-- Build infos\r\nnentries : 2\r\ntitles : index, x\r\n-- Data\r\n" + RECORD},
-    {"DataMarkerBeforeTheHeader", "-- Data\n" + COLUMNS + RECORD},
-    {"NoDataMarker", "-- Build infos\n" + LINES + RECORD, "", -ENODATA},
-    {"Oversized", header(LINES + std::string(5UL << 20U, 'x') + "\n") + RECORD,
-     " has a header of more than 4194304 bytes, the excess is ignored"},
-};
-INSTANTIATE_ROWS(LegacyHeader, PREAMBLES);
 
 using LegacyReaderDeathTest = LegacyReaderTest;
 
@@ -113,18 +103,6 @@ TEST_F(LegacyReaderDeathTest, FilesWithoutHeaderEndTheProcess) {
               "<3>File doesn't have a 'titles' entry\n$");
   EXPECT_EXIT(openContinuous("-- Build infos -- Data\n"), ExitedWithCode(1),
               "Found header entry --Buildinfos--Data\n<3>File doesn't have a 'titles' entry\n$");
-  const Reader reader(LegacyReader::create(registry, LogFile::CONTENTS_CONTINUOUS));
-  EXPECT_EXIT(reader->open(folder.makeDirectory("logs").c_str()), ExitedWithCode(1),
-              "<3>Could not read .*/logs : Is a directory\n");
-}
-
-TEST_F(LegacyReaderTest, VariantComesFromTheKeyOfTheKind) {
-  const auto variant = [](const Reader& reader) { return reader->droneVariant; };
-  const std::string both = "product : hexa\nro.hardware : quad\n";
-  EXPECT_EQ(variant(openContinuous(continuousHeader({"x"}, both))), "quad");
-  EXPECT_EQ(variant(openContinuous(continuousHeader({"x"}, "ro.hardware\n"))), "");
-  EXPECT_EQ(variant(openEvents(eventHeader("f", "0", "x", both))), "hexa");
-  EXPECT_EQ(variant(openEvents(APIS)), "");
 }
 
 TEST_F(LegacyReaderTest, ReadsTheColumnsThatAreRegisteredUntilTheLastWholeRecord) {
@@ -142,7 +120,6 @@ TEST_F(LegacyReaderTest, ReadsTheColumnsThatAreRegisteredUntilTheLastWholeRecord
   }
   for (int i = 0; i < 3; ++i) EXPECT_EQ(reader->popSample(), -ENODATA);
   EXPECT_EQ(index, 8);
-  EXPECT_EQ(x, 0);
   EXPECT_EQ(reader->close(), 0);
 }
 
@@ -164,11 +141,14 @@ TEST_F(LegacyReaderTest, ReportsApisThatDifferAndBindsByPosition) {
   EXPECT_THAT(api.arguments("move"), ElementsAre(1.5, 2.5));
 }
 
+const std::string FIRST = event(1, 0, {1, 2}), LATER = event(9, 1);
+constexpr int MOST = 2147483647;
 struct Calls : Row {
   std::string records;
   int step, result;
   std::vector<int> events;
   std::vector<double> moved;  // the arguments of `move` afterwards
+  bool isDamaged = false;     // behind the record FIRST
 };
 class RecordedCalls : public LegacyReaderTest, public testing::WithParamInterface<Calls> {};
 
@@ -177,10 +157,19 @@ TEST_P(RecordedCalls, AreAppliedOnceDue) {
   EXPECT_EQ(reader->popSample(GetParam().step, events), GetParam().result);
   EXPECT_EQ(events, GetParam().events);
   EXPECT_EQ(api.arguments("move"), GetParam().moved);
-  EXPECT_THAT(takeLogLines(4), IsEmpty());
+  EXPECT_EQ(reader->popSample(MOST, events), -ENODATA);
+  const bool nothingIsLeft = GetParam().isDamaged || GetParam().result == -ENODATA;
+  EXPECT_EQ(events.size(), nothingIsLeft ? 0U : 1U);  // the call of LATER
+  const std::string damage = "<4>Event file " + path + " ends at byte " +
+                             std::to_string(APIS.size() + FIRST.size()) +
+                             " : the record there is damaged or cut short";
+  EXPECT_EQ(takeLogLines(4), std::vector<std::string>(GetParam().isDamaged ? 1 : 0, damage));
 }
 
-const std::string FIRST = event(1, 0, {1, 2}), LATER = event(9, 1);
+Calls damaged(const char* label, const std::string& record) {
+  return {label, FIRST + record, 5, -ENODATA, {MOVE}, {1, 2}, true};
+}
+
 const Calls CALLS[] = {
     {"NothingDue", LATER, 8, -EAGAIN, {}, {0, 0}},
     {"TwoOfOneStep", FIRST + event(1, 1) + LATER, 1, 2, {MOVE, LAND}, {1, 2}},
@@ -194,49 +183,17 @@ const Calls CALLS[] = {
     {"SizeNotWhole", values({39.9, 1, 0, 1}) + LATER, 1, 1, {MOVE}, {1, 0}},
     {"StepBeyondInt32", event(1e10, 1) + LATER, -5, 1, {LAND}, {0, 0}},
     {"EndInsideACall", FIRST, 1, -ENODATA, {MOVE}, {1, 2}},
+    {"DamageToCome", FIRST + values({NAN, 5, 0}), 4, 1, {MOVE}, {1, 2}, true},
+    damaged("CutInItsFirstValue", event(5, 0).substr(0, 1)),
+    damaged("CutInItsHeader", event(5, 0).substr(0, 23)),
+    damaged("CutInItsArguments", event(5, 0, {3, 4}).substr(0, 39)),
+    damaged("CutWhereItWouldBeSkipped", event(5, 2, {3, 4}).substr(0, 39)),
+    damaged("SizeBelowItsHeader", values({23.9, 5, 0, 3, 4})),
+    damaged("SizeNan", values({NAN, 5, 0, 3, 4})),
+    damaged("SizeInfinite", values({HUGE_VAL, 5, 0, 3, 4})),
+    damaged("SizeBehindTheFile", values({1e9, 5, 0, 3, 4})),
+    damaged("SizeBehindAnyFile", values({1e300, 5, 2, 3, 4})),
 };
 INSTANTIATE_ROWS(RecordedCalls, CALLS);
-
-TEST_F(LegacyReaderTest, WaitsForTheStepOfTheNextEvent) {
-  const auto reader = openEvents(APIS + event(2, 1) + event(5, 0, {3, 4}));
-  EXPECT_EQ(reader->popSample(2, events), 1);
-  for (int i = 0; i < 2; ++i) EXPECT_EQ(reader->popSample(3, events), -EAGAIN);
-  EXPECT_THAT(events, IsEmpty());
-  for (int i = 0; i < 2; ++i) EXPECT_EQ(reader->popSample(7, events), -ENODATA);
-  EXPECT_THAT(events, IsEmpty());
-  EXPECT_THAT(api.arguments("move"), ElementsAre(3, 4));
-}
-
-struct Damage : Row {
-  std::string record;
-};
-class DamagedEventRecord : public LegacyReaderTest, public testing::WithParamInterface<Damage> {};
-
-TEST_P(DamagedEventRecord, EndsTheLogOnceItIsDue) {
-  const auto reader = openEvents(APIS + FIRST + GetParam().record);
-  takeLogLines();
-  // One that is cut before its step is known ends the log at once.
-  EXPECT_EQ(reader->popSample(1, events), GetParam().record.size() >= 24 ? 1 : -ENODATA);
-  EXPECT_EQ(reader->popSample(5, events), -ENODATA);
-  EXPECT_THAT(api.arguments("move"), ElementsAre(1, 2));
-  EXPECT_THAT(takeLogLines(), ElementsAre("<4>Event file " + path + " ends at byte " +
-                                          std::to_string(APIS.size() + FIRST.size()) +
-                                          " : the record there is damaged or cut short"));
-  EXPECT_EQ(reader->popSample(6, events), -ENODATA);
-  EXPECT_THAT(takeLogLines(), IsEmpty());
-}
-
-const Damage DAMAGES[] = {
-    {"CutInItsFirstValue", event(5, 0).substr(0, 1)},
-    {"CutInItsHeader", event(5, 0).substr(0, 23)},
-    {"CutInItsArguments", event(5, 0, {3, 4}).substr(0, 39)},
-    {"CutWhereItWouldBeSkipped", event(5, 2, {3, 4}).substr(0, 39)},
-    {"SizeBelowItsHeader", values({23.9, 5, 0, 3, 4})},
-    {"SizeNan", values({NAN, 5, 0, 3, 4})},
-    {"SizeInfinite", values({HUGE_VAL, 5, 0, 3, 4})},
-    {"SizeBehindTheFile", values({1e9, 5, 0, 3, 4})},
-    {"SizeBehindAnyFile", values({1e300, 5, 2, 3, 4})},
-};
-INSTANTIATE_ROWS(DamagedEventRecord, DAMAGES);
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "logfile/ReplayData.hpp"
-#include "support/LegacyLog.hpp"
 #include "support/LogProbe.hpp"
 #include "support/TestFolder.hpp"
 
@@ -17,16 +16,6 @@ TEST(IsTlmb, LooksAtTheStartOfTheFirstWord) {
   }
   EXPECT_FALSE(LogFile::isTLMB(folder.path("missing")));
   EXPECT_FALSE(LogFile::isTLMB(folder.makeDirectory("directory")));
-}
-
-TEST(ReplayData, BindsTheStepIndexAndFreezesTheRegistry) {
-  const TestFolder folder;
-  DataRegistry registry;
-  const std::string log = folder.write("log", continuousHeader({"index"}) + values({-5}));
-  const ReplayData data(log, registry, LogFile::CONTENTS_CONTINUOUS);
-  EXPECT_TRUE(registry.frozen);
-  EXPECT_EQ(data.reader->popSample(), 0);
-  EXPECT_EQ(data.index, -5);
 }
 
 TEST(ReplayDataDeathTest, EndsTheProcessWithoutALog) {
