@@ -57,31 +57,27 @@ struct Reading : telemetry::BlackboxReaderItfCb {
 
 class Blackbox : public testing::Test {
  protected:
-  /// A log of every kind of block.
-  std::string writeEverything() {
-    BlackboxWriter writer;
-    EXPECT_EQ(writer.open(path, {{"ro.hardware", "BOARD"}, {"note", ""}}), 0);
-    EXPECT_EQ(writer.addSection("other", {{"x", TLM_VAR_UINT8, 1, 1}}), 0);
-    EXPECT_EQ(writer.addSection("two", {{"a", TLM_VAR_UINT16, 1, 2}, {"b", TLM_VAR_DOUBLE, 2, 8}}), 1);
-    EXPECT_EQ(writer.sample(1, {5, 7}, "ABabcdefghABCDEFGH", 18), 0);
-    EXPECT_EQ(writer.sample(0, {-6, 2000000000}, "A", 1), 0);
-    EXPECT_EQ(writer.changeSection(0, "new", {{"y", TLM_VAR_UINT16, 1, 2}}), 0);
-    EXPECT_EQ(writer.sample(0, {8, 0}, "BC", 2), 0);
-    EXPECT_EQ(writer.removeSection(1), 0);
-    EXPECT_EQ(writer.close(), 0);
-    return readFile(path);
-  }
-
   TestFolder folder;
   const std::string path = folder.path("flight.tlmb");
 };
 
 TEST_F(Blackbox, DamageAtAnyByteGivesNoWrongValue) {
-  const std::string bytes = writeEverything();
+  // A log of every kind of block.
+  BlackboxWriter writer;
+  EXPECT_EQ(writer.open(path, {{"ro.hardware", "BOARD"}, {"note", ""}}), 0);
+  EXPECT_EQ(writer.addSection("other", {{"x", TLM_VAR_UINT8, 1, 1}}), 0);
+  EXPECT_EQ(writer.addSection("two", {{"a", TLM_VAR_UINT16, 1, 2}, {"b", TLM_VAR_DOUBLE, 2, 8}}), 1);
+  EXPECT_EQ(writer.sample(1, {5, 7}, "ABabcdefghABCDEFGH", 18), 0);
+  EXPECT_EQ(writer.sample(0, {-6, 2000000000}, "A", 1), 0);
+  EXPECT_EQ(writer.changeSection(0, "new", {{"y", TLM_VAR_UINT16, 1, 2}}), 0);
+  EXPECT_EQ(writer.sample(0, {8, 0}, "BC", 2), 0);
+  EXPECT_EQ(writer.removeSection(1), 0);
+  EXPECT_EQ(writer.close(), 0);
+  const std::string bytes = readFile(path);
   const std::string whole =
-      "note=\nro.hardware=BOARD\nadded 0\nchanged other x1x1\nadded 1\nchanged two a3x1 b10x2\ntwo 5 7\na "
-      "AB\n"
-      "b abcdefghABCDEFGH\nother -6 2000000000\nx A\nchanged new y3x1\nnew 8 0\ny BC\nremoved 1\n";
+      "note=\nro.hardware=BOARD\nadded 0\nchanged other x1x1\nadded 1\nchanged two a3x1 b10x2\n"
+      "two 5 7\na AB\nb abcdefghABCDEFGH\nother -6 2000000000\nx A\nchanged new y3x1\nnew 8 0\ny BC\n"
+      "removed 1\n";
   const Reading intact(path);
   EXPECT_EQ(intact.result, -ENOENT);
   EXPECT_THAT(intact.log, ElementsAre());

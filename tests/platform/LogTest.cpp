@@ -4,14 +4,10 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
 #include <functional>
-#include <map>
-#include <string>
-#include <vector>
 
 #include "logservice/log.h"
 
@@ -22,11 +18,11 @@ using Lines = std::vector<std::string>;
 
 // What `body` wrote, write by write: each line for the system log, then standard error's. In a process of
 // its own, because the level is read once.
-Lines logged(const char* level, const std::function<void()>& body) {
-  std::array<int, 2> channel{};
-  EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, channel.data()), 0);  // keeps writes apart
+Lines logged(const std::string& level, const std::function<void()>& body) {
+  int channel[2];
+  EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, channel), 0);  // keeps writes apart
   if (fork() == 0) {
-    level == nullptr ? unsetenv("LOG_LEVEL") : setenv("LOG_LEVEL", level, 1);
+    level == "unset" ? unsetenv("LOG_LEVEL") : setenv("LOG_LEVEL", level.c_str(), 1);
     dup2(channel[1], SYSTEM_LOG);
     dup2(channel[1], STDERR_FILENO);
     body();
@@ -60,7 +56,7 @@ TEST(LogLevel, IsTheHighestPriorityAdmitted) {
     const auto body = [] {
       for (int priority = -1; priority <= 8; ++priority) log_print("tag", priority, "text");
     };
-    EXPECT_EQ(logged(text == "unset" ? nullptr : text.c_str(), body), expected) << text;
+    EXPECT_EQ(logged(text, body), expected) << text;
   }
 }
 

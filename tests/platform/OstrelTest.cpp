@@ -40,12 +40,10 @@ class Ostrel : public testing::Test {
     return (*std::find_if(input.begin(), input.end(), named))->apply();
   }
 
-  // Steps with these sensors; what the last one gives.
-  static estimator_outputs run(const sensors_data& sensors, int steps = 1) {
-    for (int i = 0; i < steps; ++i) {
-      std::memcpy(Dravon3::data_manager()->sensors, &sensors, sizeof(sensors));
-      EXPECT_EQ(OSTREL_process(), 0);
-    }
+  // What a step with these sensors gives.
+  static estimator_outputs run(const sensors_data& sensors) {
+    std::memcpy(Dravon3::data_manager()->sensors, &sensors, sizeof(sensors));
+    EXPECT_EQ(OSTREL_process(), 0);
     return Dravon3::data_manager()->outputs;
   }
 

@@ -4,9 +4,6 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
-#include <string>
-#include <tuple>
-#include <vector>
 
 #include "support/TestFolder.hpp"
 #include "sysprop/sys_prop.h"
@@ -21,7 +18,7 @@ TEST(PropertyStore, GivesTheValueOfTheKeysLastLineOrTheDefault) {
   int made = 0;
   const auto file = [&](const std::string& bytes) { return folder.write(std::to_string(++made), bytes); };
   const std::string x91(91, 'x'), x92(92, 'x');
-  const std::vector<std::tuple<std::string, const char*, int, std::string>> rows = {
+  const std::tuple<std::string, const char*, int, std::string> rows[] = {
       {file("other=1\nkey=value\n"), "default", 5, "value"},
       {file("key=a\nkey=b"), x92.c_str(), 1, "b"},
       {file(" \tkey = a b \r\n"), "default", 3, "a b"},
