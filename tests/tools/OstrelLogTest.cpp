@@ -22,12 +22,10 @@ TEST(OstrelLog, RefusesWrongUsageWithoutWriting) {
     EXPECT_THAT(result.err, HasSubstr(argument.substr(0, argument.find('='))));
     EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << argument;
   }
-  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
-           {},
-           {"make"},
-           {"unknown"},
-           {"make", folder.path("")},
-           {"make", folder.path("flight"), "--seconds=300000", "--rate=10000"}}) {
+  const std::vector<std::string> tooLong = {"make", folder.path("flight"), "--seconds=300000",
+                                            "--rate=10000"};
+  const std::vector<std::string> others[] = {{}, {"make"}, {"unknown"}, {"make", folder.path("")}, tooLong};
+  for (const auto& arguments : others) {
     EXPECT_EQ(runProgram(OSTREL_LOG, arguments).exitStatus, 2) << testing::PrintToString(arguments);
   }
   EXPECT_TRUE(std::filesystem::is_empty(folder.path("")));
@@ -39,7 +37,7 @@ TEST(OstrelLog, RefusesWrongUsageWithoutWriting) {
 }
 
 TEST(OstrelLog, ReportsAWriteFailureAndLeavesNothingNew) {
-  const std::vector<std::tuple<const char*, const char*, const char*>> obstacles = {
+  const std::tuple<const char*, const char*, const char*> obstacles[] = {
       {"flight.cont", "/dev/full", "No space left on device"},  // a link to this
       {"flight.events", "/dev/full", "No space left on device"},
       {"flight.events", "/", "Is a directory"},
