@@ -70,7 +70,8 @@ std::vector<std::string> likelyKeys(const std::uint8_t* bytes, std::size_t size)
   const std::string text(reinterpret_cast<const char*>(bytes), size);
   for (std::size_t start = 0; start < size && keys.size() < 4;) {
     const std::size_t end = std::min(text.find_first_of(" =\r\n", start), size);
-    if (end - start > 1) keys.push_back(text.substr(start, end - start));
+    // Only up to a NUL, as the one who is asked sees it: two of them must not be one key.
+    if (end - start > 1) keys.emplace_back(text.substr(start, end - start).c_str());
     start = end + 1;
   }
   return keys;
