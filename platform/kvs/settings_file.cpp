@@ -174,8 +174,8 @@ std::unique_ptr<SettingsFile> SettingsFile::open(const std::string& name) {
 
 SettingsFile::~SettingsFile() {
   if (lock.get() < 0) return;
-  if (lines != stored) {
-    if (const int result = replaceFile(); result < 0) {
+  if (const std::string bytes = join(lines); bytes != stored) {
+    if (const int result = replaceFile(bytes); result < 0) {
       log_print("kvs", LOG_ERR, "Can't write settings file %s, its settings stay as they were: %s",
                 path.c_str(), strerror(-result));
     }
@@ -222,7 +222,8 @@ int SettingsFile::load() {
     if (count > 0) bytes.append(part.data(), static_cast<size_t>(count));
     if (bytes.size() > maximumBytes) return -EFBIG;
   }
-  stored = lines = split(bytes);
+  lines = split(bytes);
+  stored = std::move(bytes);
   return 0;
 }
 
@@ -266,14 +267,14 @@ int SettingsFile::set(const std::string& key, const kvs_value& value) {
   return 0;
 }
 
-int SettingsFile::replaceFile() const {
-  int result = writeTemporary();
+int SettingsFile::replaceFile(const std::string& bytes) const {
+  int result = writeTemporary(bytes);
   if (result == 0 && rename(temporary.c_str(), path.c_str()) != 0) result = -errno;
   if (result < 0) unlink(temporary.c_str());
   return result;
 }
 
-int SettingsFile::writeTemporary() const {
+int SettingsFile::writeTemporary(const std::string& bytes) const {
   UniqueFd file(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666));
   if (file.get() < 0) return -errno;
 
@@ -283,7 +284,7 @@ int SettingsFile::writeTemporary() const {
       (fchown(file.get(), old.st_uid, old.st_gid) != 0 || fchmod(file.get(), old.st_mode & 07777) != 0)) {
     return -errno;
   }
-  if (const int result = writeAll(file.get(), join(lines)); result < 0) return result;
+  if (const int result = writeAll(file.get(), bytes); result < 0) return result;
   if (fsync(file.get()) != 0) return -errno;
   return file.close();
 }

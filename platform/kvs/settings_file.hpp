@@ -48,7 +48,7 @@ bool isKey(const std::string& key);
 /// changes its line in place, a new setting goes to the end, and line ends (LF or CR LF, none at the end of
 /// the file) stay as they are.
 ///
-/// The file is read once, and replaced once, at the end, when something is then other than it was. So a
+/// The file is read once, and replaced once, at the end, when it is then to have other bytes. So a
 /// process that borrows settings and is killed has borrowed nothing, and settings that are put back need no
 /// disk to go back to. While it is open, "<file>.lock" lies beside it, its flock held; what a killed
 /// process leaves of that blocks nobody, as the kernel drops the lock. "<file>.tmp" exists during the write
@@ -61,8 +61,8 @@ class SettingsFile {
 
   SettingsFile(const SettingsFile&) = delete;
   SettingsFile& operator=(const SettingsFile&) = delete;
-  /// Replaces the file when a setting is other than it was. A failure is an error line, and the file is the
-  /// one that it was.
+  /// Replaces the file when its bytes have changed. A failure is an error line, and the file is the one
+  /// that it was.
   ~SettingsFile();
 
   /// Reads a setting. False, and `value` undefined, when there is none.
@@ -78,14 +78,14 @@ class SettingsFile {
   int takeLock();
   int load();
   void reportDamage() const;
-  int replaceFile() const;
-  int writeTemporary() const;
+  int replaceFile(const std::string& bytes) const;
+  int writeTemporary(const std::string& bytes) const;
 
-  const std::string path;               ///< without links; empty for memory alone
-  const std::string temporary;          ///< beside it, so that a rename can put it in its place
-  std::vector<std::string> stored{""};  ///< what `lines` were when the file was opened
-  std::vector<std::string> lines{
-      stored};  ///< between line feeds: a file that ends in one ends in an empty line
+  const std::string path;       ///< without links; empty for memory alone
+  const std::string temporary;  ///< beside it, so that a rename can put it in its place
+  std::string stored;           ///< the file's bytes; empty when there is none
+  /// What is between line feeds: a file that ends in one ends in an empty line.
+  std::vector<std::string> lines{""};
   UniqueFd lock;
 };
 

@@ -12,10 +12,11 @@ using Ostrel::Utils::join;
 #define EXPECT_RECORD(record, bytes, alignment)                                \
   static_assert(sizeof(record) == (bytes) && alignof(record) == (alignment) && \
                 std::is_trivially_copyable_v<record> && std::is_standard_layout_v<record>)
-// NOLINTNEXTLINE(bugprone-macro-parentheses): a type takes none
+// NOLINTBEGIN(bugprone-macro-parentheses): a type takes none
 #define EXPECT_FIELD(record, field, type, offset)      \
   static_assert(offsetof(record, field) == (offset) && \
                 std::is_same_v<decltype(std::declval<record&>().field), type>)
+// NOLINTEND(bugprone-macro-parentheses)
 
 EXPECT_RECORD(sensor_vector, 12, 4);
 EXPECT_FIELD(sensor_vector, x, float, 0);

@@ -112,7 +112,7 @@ int replay(OstrelEnv& env, LogFile::IExport* exporter) {
 
 int run(int argc, char** argv) {
   // A reader of our lines that has gone, or a limit on file sizes, is an error of the write concerned. It
-  // must not end the replay, with settings borrowed.
+  // must not end the replay in the middle of a new log.
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   // The sleep between steps is meant to last 1 microsecond; by default the kernel stretches it by 50.

@@ -27,7 +27,7 @@ Function next(const char* name) {
 
 int number(const char* variable, int unset) {
   const char* text = std::getenv(variable);
-  return text == nullptr ? unset : std::atoi(text);
+  return text == nullptr ? unset : static_cast<int>(std::strtol(text, nullptr, 10));
 }
 
 int steps = 0;

@@ -75,14 +75,15 @@ TEST_F(CommandLine, ChecksSayWhatIsMissing) {
 }
 
 TEST_F(CommandLine, SummarisesTheRun) {
-  EXPECT_EQ(run({"-i", continuous, "-e", events, "-d", "board", "-m", "test", "-g", "out"}).exitStatus, 0);
+  const std::string out = folder.path("out");
+  EXPECT_EQ(run({"-i", continuous, "-e", events, "-d", "board", "-m", "test", "-g", out}).exitStatus, 0);
   const std::vector<std::string> summary(lines.begin() + 4, lines.begin() + 10);
   EXPECT_THAT(summary, ElementsAre("<6>ostrelReplay: Starting execution ...",
                                    "<6>ostrelReplay: Input continuous bbox-file : " + continuous,
                                    "<6>ostrelReplay: Input event-bbox file      : " + events,
                                    "<6>ostrelReplay: Drone hardware             : board",
                                    "<6>ostrelReplay: Drone mode                 : test",
-                                   "<6>ostrelReplay: Generating new bbox to     : out"));
+                                   "<6>ostrelReplay: Generating new bbox to     : " + out));
   run({"-i", continuous, "-e", events, "-d", "board", "-g", ""});
   EXPECT_THAT(linesLike({"<6>ostrelReplay: Generating"}), IsEmpty());
 }

@@ -190,7 +190,7 @@ TEST_F(Export, OpensNoLogButItsOwn) {
 
 TEST_F(Export, WithoutTheSettingsServiceTheReplayRuns) {
   variables["KVS_FILE"] = folder.makeDirectory("directory");
-  EXPECT_EQ(replay(samples({0, 1}), APIS, {"-d", "board", "-g", "out"}).exitStatus, 0);
+  EXPECT_EQ(replay(samples({0, 1}), APIS, {"-d", "board", "-g", folder.path("out")}).exitStatus, 0);
   EXPECT_THAT(lines, Contains("<4>ostrelReplay: Could not create KVS context"));
   EXPECT_THAT(lines, Contains(ran(1)));
 }

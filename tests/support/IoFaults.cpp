@@ -19,7 +19,7 @@ int calls = 0;  // since IO_FAULT_AT was set
 bool isToFail(const char* name, const std::string& what) {
   const char* at = std::getenv("IO_FAULT_AT");
   calls = at != nullptr ? calls + 1 : 0;
-  if (at == nullptr || calls != std::atoi(at)) return false;
+  if (at == nullptr || calls != std::strtol(at, nullptr, 10)) return false;
   std::fprintf(stderr, "@fault %s %s\n", name, what.c_str());
   errno = EIO;
   return true;

@@ -12,7 +12,10 @@ namespace process = boost::process;
 ProgramResult runProgram(const std::string& program, const std::vector<std::string>& arguments,
                          const std::map<std::string, std::string>& variables) {
   // By env(1): Boost's own environment reads beyond its strings when one variable's name begins another's.
-  std::vector<std::string> command;
+  // A sanitizer's report must not pass for a failure of the program's own, and a probe may be loaded before
+  // the sanitizer's library.
+  std::vector<std::string> command = {"ASAN_OPTIONS=exitcode=99:verify_asan_link_order=0",
+                                      "UBSAN_OPTIONS=exitcode=99"};
   for (const auto& [name, value] : variables) {
     if (value.empty()) command.insert(command.begin(), {"-u", name});
     if (!value.empty()) command.push_back(name + "=" + value);
