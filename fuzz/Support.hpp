@@ -15,8 +15,8 @@
   if (!(condition)) requirementFailed(#condition, __FILE__, __LINE__)
 [[noreturn]] void requirementFailed(const char* condition, const char* file, int line);
 
-/// What came out of the log under way so far: samples as their bytes, calls of the library as it tells
-/// them. A new input begins with nothing.
+/// What came out of the log under way so far: samples as their bytes and their step index, calls as the
+/// library tells them, and behind a tab the step. A new input begins with nothing.
 std::vector<std::string>& delivered();
 
 /// Whether a line at warning priority or above has had this text since the input began.

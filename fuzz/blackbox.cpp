@@ -49,6 +49,7 @@ struct Target {
     for (; (result = reader->popSample()) == 0; ++found) {
       REQUIRE(found < samples);
       delivered().emplace_back(reinterpret_cast<const char*>(&sensors), sizeof(sensors));
+      delivered().back() += std::to_string(*index);
     }
     REQUIRE(found == samples && result == (lastResult == -ENOENT ? -ENODATA : lastResult));
     const sensors_data last = sensors;

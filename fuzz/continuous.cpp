@@ -56,6 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   while ((result = reader->popSample()) == 0) {
     REQUIRE(++samples <= size / sizeof(double));
     delivered().emplace_back(reinterpret_cast<const char*>(vehicle.image()), sizeof(sensors_data));
+    delivered().back() += std::to_string(vehicle.index);
     std::memcpy(Dravon3::data_manager()->sensors, &vehicle.sensors, sizeof(sensors_data));
     REQUIRE(OSTREL_process() == 0);
   }

@@ -54,6 +54,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     calls += events.size();
     for (const int event : events) {
       REQUIRE(library.byPosition.at(static_cast<std::size_t>(event))->apply() == 0);
+      delivered().back() += '\t' + std::to_string(step);
     }
     REQUIRE(OSTREL_process() == 0);
   }
