@@ -14,16 +14,22 @@ int Registrator::regInternal(void* address, const std::string& /*section*/, cons
   const auto sameName = [&name](const Variable& variable) { return variable.name == name; };
   if (std::any_of(registered.begin(), registered.end(), sameName)) return -EEXIST;
   registered.push_back({{name, type, count, elementBytes}, address});
-  totalBytes += elementBytes * count;
+  const std::size_t bytes = elementBytes * count;
+  totalBytes += bytes;
+  const auto* const first = static_cast<const unsigned char*>(address);
+  if (!runs.empty() && runs.back().first + runs.back().bytes == first) {
+    runs.back().bytes += bytes;
+  } else {
+    runs.push_back({first, bytes});
+  }
   return 0;
 }
 
 void Registrator::pack(void* sample) const {
   auto* out = static_cast<unsigned char*>(sample);
-  for (const Variable& variable : registered) {
-    const std::size_t bytes = variable.elementBytes * variable.count;
-    std::memcpy(out, variable.address, bytes);
-    out += bytes;
+  for (const Run& run : runs) {
+    std::memcpy(out, run.first, run.bytes);
+    out += run.bytes;
   }
 }
 
