@@ -13,8 +13,8 @@
 /// is closed, and a store in memory forgotten, with the last of them. While it is open no other process can
 /// open it, and what else is written to the file may be lost. All sets of the process reach the file
 /// together, when the store is closed: a process that dies before has set nothing. A store whose settings
-/// are put back to what they were is byte for byte the file that it was, and no file when there was none; but
-/// a setting that was deleted comes back at the end of the file.
+/// are put back to what they were is byte for byte the file that it was, and no file when there was none;
+/// but a setting that was deleted comes back at the end of the file.
 ///
 /// Single-threaded: all contexts and their loops belong to one thread. Results are 0, or a negated errno.
 
