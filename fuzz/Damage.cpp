@@ -1,8 +1,9 @@
 // `fuzz_<input> damage LOG`: in place of random logs, every log that a cut makes of a whole one, and every
 // one in which one byte is flipped. Each must hold what the fuzzer requires of any log. A cut log, and one
-// with checksums, delivers the beginning of what the whole one does. Without checksums a damaged record may
-// pass for another one, but does not change the others; a damaged header that is still a header gives no
-// more records than the log has, unless its columns have become fewer, which must be told.
+// with checksums, delivers the beginning of what the whole one does, and a continuous legacy log every
+// sample before the cut. Without checksums a damaged record may pass for another one, but does not change
+// the others; a damaged header that is still a header gives no more records than the log has, unless its
+// columns have become fewer, which must be told.
 
 #include <sanitizer/common_interface_defs.h>
 #include <sys/resource.h>
@@ -56,16 +57,21 @@ void damage(const std::string& log) {
     return part.size() <= whole.size() && std::equal(part.begin(), part.end(), whole.begin());
   };
 
+  const bool hasChecksums = log.compare(0, 4, "TLMB") == 0;
+  const bool hasCalls = log.find("type : events") < log.size();
+  const std::size_t records = log.find("-- Data\n") + 8;
+  const std::size_t recordBytes = (log.size() - records) / whole.size();  // of a continuous legacy log
+
   std::string damaged;
   kind = "cut";
   for (place = 0; place < log.size(); ++place) {
     damaged.assign(log, 0, place);
-    REQUIRE(isBeginning(deliver(damaged)));
+    const Delivered& part = deliver(damaged);
+    REQUIRE(isBeginning(part));
+    if (!hasChecksums && !hasCalls)
+      REQUIRE(part.size() == (std::max(place, records) - records) / recordBytes);
   }
 
-  const bool hasChecksums = log.compare(0, 4, "TLMB") == 0,
-             hasCalls = log.find("type : events") < log.size();
-  const std::size_t records = log.find("-- Data\n") + 8;
   std::set<std::string> known;
   for (const std::string& call : whole) known.insert(callOnly(call));
   const auto isNew = [&known](const std::string& call) { return known.count(callOnly(call)) == 0; };
