@@ -150,7 +150,7 @@ TEST_F(Settings, AFailedCallLeavesFileAndFolderAsTheyWere) {
     kvs_ctx_destroy(ctx);
     unsetenv("IO_FAULT_AT");
     const std::string said = testing::internal::GetCapturedStderr();
-    failed = said != "";
+    failed = !said.empty();
     EXPECT_THAT(said, ContainsRegex(failed ? "@fault .*Can't .* settings file " + file + ".*: Input/output"
                                            : "^$"));
     EXPECT_EQ(readFile(file), failed ? "s a old\n" : "s a new\n") << said;
