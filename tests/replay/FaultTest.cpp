@@ -31,7 +31,7 @@ class Faults : public ReplayFixture {
 
   /// The same, and what must hold however that ends.
   ProgramResult exportOf(const std::string& log) {
-    const ProgramResult result = start(log);
+    ProgramResult result = start(log);
     EXPECT_THAT(result.exitStatus, AnyOf(0, 1));
     EXPECT_EQ(readFile(folder.path("kvs/settings")), earlier);
     const std::filesystem::directory_iterator left(folder.path("kvs"));

@@ -24,7 +24,7 @@ class ReplayFixture : public testing::Test {
 
   /// Runs the tool with these arguments; the lines of standard error are kept in `lines`.
   ProgramResult run(const std::vector<std::string>& arguments) {
-    const ProgramResult result = runProgram(OSTREL_REPLAY, arguments, variables);
+    ProgramResult result = runProgram(OSTREL_REPLAY, arguments, variables);
     lines.clear();
     std::istringstream err(result.err);
     for (std::string line; std::getline(err, line);) lines.push_back(line);
