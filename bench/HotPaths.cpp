@@ -14,7 +14,7 @@
 #include "logfile/LegacyFile.hpp"
 #include "logfile/LegacyReader.hpp"
 #include "logfile/TlmbReader.hpp"
-#include "ostrelLog/MakeFlight.hpp"
+#include "ostrelLog/verbs/Make.hpp"
 #include "registry/Introspect.hpp"
 #include "support/TestFolder.hpp"
 #include "telemetry/blackbox_writer.hpp"

@@ -2,8 +2,8 @@
 #include <streambuf>
 
 #include "Support.hpp"
-#include "ostrelLog/LogDiff.hpp"
-#include "ostrelLog/LogInfo.hpp"
+#include "ostrelLog/verbs/Diff.hpp"
+#include "ostrelLog/verbs/Info.hpp"
 
 namespace {
 

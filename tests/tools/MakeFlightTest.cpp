@@ -7,7 +7,7 @@
 #include "logfile/LegacyReader.hpp"
 #include "logfile/ReplayData.hpp"
 #include "ostrel/api_input.hpp"
-#include "ostrelLog/MakeFlight.hpp"
+#include "ostrelLog/verbs/Make.hpp"
 #include "registry/Introspect.hpp"
 #include "support/TestFolder.hpp"
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "ostrelLog/ElementType.hpp"
+#include "logfile/scan/ElementType.hpp"
 #include "ostrelLog/LogCursor.hpp"
 
 // The two logs of a comparison by their place in pairs.

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "ostrelLog/LogSource.hpp"
+#include "logfile/scan/LogSource.hpp"
 
 /// The names that are to be compared, as shell patterns say. A pattern also stands for the very name that
 /// it is, though brackets in it mean something else. Without any pattern, every name is selected.

@@ -7,9 +7,9 @@
 #include <string>
 #include <system_error>
 
-#include "ostrelLog/LogDiff.hpp"
-#include "ostrelLog/LogInfo.hpp"
-#include "ostrelLog/MakeFlight.hpp"
+#include "ostrelLog/verbs/Diff.hpp"
+#include "ostrelLog/verbs/Info.hpp"
+#include "ostrelLog/verbs/Make.hpp"
 
 namespace {
 

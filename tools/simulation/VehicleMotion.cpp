@@ -1,4 +1,4 @@
-#include "ostrelLog/VehicleMotion.hpp"
+#include "simulation/VehicleMotion.hpp"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "ostrelLog/MakeFlight.hpp"
+#include "ostrelLog/verbs/Make.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -9,13 +9,13 @@
 #include <system_error>
 #include <vector>
 
-#include "ostrelLog/FlightPlan.hpp"
-#include "ostrelLog/FlightSimulation.hpp"
-#include "ostrelLog/LegacyWriter.hpp"
-#include "ostrelLog/OutputFile.hpp"
+#include "logfile/LegacyWriter.hpp"
+#include "logfile/OutputFile.hpp"
 #include "ostrelLog/Report.hpp"
 #include "registry/DataRegistry.hpp"
 #include "registry/Introspect.hpp"
+#include "simulation/FlightPlan.hpp"
+#include "simulation/FlightSimulation.hpp"
 
 namespace {
 

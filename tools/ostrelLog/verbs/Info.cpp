@@ -1,4 +1,4 @@
-#include "ostrelLog/LogInfo.hpp"
+#include "ostrelLog/verbs/Info.hpp"
 
 #include <algorithm>
 #include <cstdint>
@@ -9,8 +9,8 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
-#include "ostrelLog/ElementType.hpp"
-#include "ostrelLog/LogSource.hpp"
+#include "logfile/scan/ElementType.hpp"
+#include "logfile/scan/OpenLog.hpp"
 #include "ostrelLog/Report.hpp"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "ostrelLog/FlightPlan.hpp"
+#include "simulation/FlightPlan.hpp"
 
 #include <algorithm>
 #include <string>

@@ -1,4 +1,4 @@
-#include "ostrelLog/BlackboxSource.hpp"
+#include "logfile/scan/BlackboxSource.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -6,7 +6,7 @@
 #include <system_error>
 #include <utility>
 
-#include "ostrelLog/ElementType.hpp"
+#include "logfile/scan/ElementType.hpp"
 #include "registry/Conversion.hpp"
 #include "telemetry/blackbox_position.hpp"
 #include "telemetry/blackbox_reader.hpp"

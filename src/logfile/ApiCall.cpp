@@ -1,4 +1,4 @@
-#include "ostrelLog/ApiCall.hpp"
+#include "logfile/ApiCall.hpp"
 
 double ApiCall::value(const std::string& name) const {
   for (const CallArgument& argument : arguments) {

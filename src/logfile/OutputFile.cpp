@@ -1,4 +1,4 @@
-#include "ostrelLog/OutputFile.hpp"
+#include "logfile/OutputFile.hpp"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "ostrelLog/LogSource.hpp"
+#include "logfile/scan/LogSource.hpp"
 
 /// Opens a legacy log of either kind, told apart by its header. Null, and the reason in `fault`, when it
 /// can't be read or has no header that a replay would take.

@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
+#include "logfile/ApiCall.hpp"
+#include "logfile/OutputFile.hpp"
 #include "ostrel/api_input.hpp"
-#include "ostrelLog/ApiCall.hpp"
-#include "ostrelLog/OutputFile.hpp"
 #include "registry/DataRegistry.hpp"
 
 /// The writing side of the legacy log format.

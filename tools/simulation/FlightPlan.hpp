@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "ostrelLog/ApiCall.hpp"
+#include "logfile/ApiCall.hpp"
 
 /// Where simulated flights start, and what their GPS and home positions count from.
 namespace FlightOrigin {

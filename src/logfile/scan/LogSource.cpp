@@ -1,9 +1,4 @@
-#include "ostrelLog/LogSource.hpp"
-
-#include "logfile/LogFile.hpp"
-#include "logfile/ReplayData.hpp"
-#include "ostrelLog/BlackboxSource.hpp"
-#include "ostrelLog/LegacySource.hpp"
+#include "logfile/scan/LogSource.hpp"
 
 std::string LogEnd::text() const {
   static constexpr const char* WORDS[] = {"whole", "cut short", "damaged", "unreadable"};
@@ -20,8 +15,4 @@ bool LogSource::next(Record& record) {
 
 void LogSource::ended(LogEnd::State state, std::optional<std::uint64_t> byte, const std::string& reason) {
   logEnd = {state, byte, reason};
-}
-
-std::unique_ptr<LogSource> openLog(const std::string& path, std::string& fault) {
-  return LogFile::isTLMB(path) ? openBlackbox(path, fault) : openLegacy(path, fault);
 }

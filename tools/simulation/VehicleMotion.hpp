@@ -3,8 +3,8 @@
 #include <array>
 #include <cstddef>
 
-#include "ostrelLog/ApiCall.hpp"
-#include "ostrelLog/Vector3.hpp"
+#include "logfile/ApiCall.hpp"
+#include "simulation/Vector3.hpp"
 
 /// How a simulated quadcopter moves under the calls it receives. Positions and velocities are in the
 /// ground's frame, in metres and seconds, with the take-off point as the origin.

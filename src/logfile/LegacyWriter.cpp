@@ -1,4 +1,4 @@
-#include "ostrelLog/LegacyWriter.hpp"
+#include "logfile/LegacyWriter.hpp"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,4 +1,4 @@
-#include "ostrelLog/LegacySource.hpp"
+#include "logfile/scan/LegacySource.hpp"
 
 #include <array>
 #include <cerrno>

@@ -1,4 +1,4 @@
-#include "ostrelLog/ElementType.hpp"
+#include "logfile/scan/ElementType.hpp"
 
 #include <algorithm>
 #include <array>

@@ -2,11 +2,11 @@
 
 #include <cstdint>
 
-#include "ostrelLog/ApiCall.hpp"
-#include "ostrelLog/Noise.hpp"
-#include "ostrelLog/Vector3.hpp"
-#include "ostrelLog/VehicleMotion.hpp"
+#include "logfile/ApiCall.hpp"
 #include "registry/SensorRecords.hpp"
+#include "simulation/Noise.hpp"
+#include "simulation/Vector3.hpp"
+#include "simulation/VehicleMotion.hpp"
 
 /// A vehicle in flight and what its sensors say of it, step by step.
 ///

@@ -1,11 +1,11 @@
-#include "ostrelLog/FlightSimulation.hpp"
+#include "simulation/FlightSimulation.hpp"
 
 #include <algorithm>
 #include <cmath>
 #include <iterator>
 #include <limits>
 
-#include "ostrelLog/FlightPlan.hpp"
+#include "simulation/FlightPlan.hpp"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "ostrelLog/LogDiff.hpp"
+#include "ostrelLog/verbs/Diff.hpp"
 
 #include <algorithm>
 #include <array>
@@ -14,6 +14,7 @@
 #include <set>
 #include <utility>
 
+#include "logfile/scan/OpenLog.hpp"
 #include "ostrelLog/DiffPlan.hpp"
 #include "ostrelLog/LogCursor.hpp"
 #include "ostrelLog/Report.hpp"
