@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "logfile/ErrorText.hpp"
 #include "logfile/LegacyReader.hpp"
 #include "logservice/log.h"
 #include "ostrel/ostrel.h"
@@ -42,7 +43,7 @@ void OstrelEnv::openEvents(const std::string& eventBboxPath) {
   }
   const int result = events->reader->open(eventBboxPath.c_str());
   if (result < 0) {
-    log_print(LOG_TAG, LOG_ERR, "Could not open %s : %s", eventBboxPath.c_str(), std::strerror(-result));
+    log_print(LOG_TAG, LOG_ERR, "Could not open %s : %s", eventBboxPath.c_str(), errorText(result));
     std::exit(EXIT_FAILURE);
   }
   // Name order is the order of `eventRegistry.entryList`, whose positions the reader reports.

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstring>
 
+#include "logfile/ErrorText.hpp"
 #include "logservice/log.h"
 #include "registry/LogTag.hpp"
 
@@ -16,6 +16,9 @@ using std::chrono::steady_clock;
 namespace {
 
 constexpr milliseconds PATIENCE{5000};
+/// For a service that has left a request unanswered and not answered one since: a replay with an export
+/// makes about a dozen requests, which would otherwise cost PATIENCE each.
+constexpr milliseconds LITTLE_PATIENCE{50};
 
 }  // namespace
 
@@ -48,19 +51,21 @@ void KvsHelper::static_cb(kvs_ctx* context, kvs_evt event, const kvs_entry* /*be
 
 void KvsHelper::cb(kvs_ctx* /*context*/, kvs_evt /*event*/) {
   waiting = false;
+  silent = false;
 }
 
 void KvsHelper::waitAck(int requested) {
   if (ctx == nullptr) return;
-  const steady_clock::time_point deadline = steady_clock::now() + PATIENCE;
+  const steady_clock::time_point deadline = steady_clock::now() + (silent ? LITTLE_PATIENCE : PATIENCE);
   while (waiting) {
     const auto left = std::chrono::ceil<milliseconds>(deadline - steady_clock::now());
     const int timeout = requested < 0 ? 0 : static_cast<int>(std::max(left, milliseconds::zero()).count());
     const int result = evl_loop_wait_and_process(loop, timeout);
     if (!waiting || requested < 0) break;
     if (timeout > 0 && (result >= 0 || result == -EINTR)) continue;
+    silent = true;
     log_print(LOG_TAG, LOG_WARNING, "No answer from the settings service : %s",
-              std::strerror(result < 0 ? -result : ETIMEDOUT));
+              errorText(result < 0 ? result : -ETIMEDOUT));
     break;
   }
   waiting = true;

@@ -30,13 +30,14 @@ class KvsHelper {
   void cb(kvs_ctx* context, kvs_evt event);
 
   /// Waits for the answer to the last request, whose result was `requested`, or to the start of the client.
-  /// Gives up with a warning after 5 seconds, so that a service that never answers delays a replay but
-  /// can't hang it. After a refused request only an answer that is there already is taken; without a
-  /// context there is nothing to wait for.
+  /// Gives up with a warning after 5 seconds, and from then on, until the service has answered once, after
+  /// 50 ms, so that a service that never answers delays a replay by 6 seconds at most. After a refused
+  /// request only an answer that is there already is taken; without a context there is nothing to wait for.
   void waitAck(int requested = 0);
 
   kvs_ctx* ctx = nullptr;    ///< owned; null when the settings service has none for us
   evl_loop* loop = nullptr;  ///< owned
   bool waiting = true;       ///< an answer is awaited
+  bool silent = false;       ///< the service left a request unanswered, and has answered none since
   std::unordered_map<std::string, kvs_value> saved;  ///< by key: what to put back
 };

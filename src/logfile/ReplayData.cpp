@@ -6,6 +6,7 @@
 #include <cstring>
 #include <fstream>
 
+#include "logfile/ErrorText.hpp"
 #include "logfile/LegacyReader.hpp"
 #include "logfile/TlmbReader.hpp"
 #include "logservice/log.h"
@@ -32,7 +33,7 @@ ReplayData::ReplayData(const std::string& path, DataRegistry& registry, LogFile:
   }
   const int result = reader->open(path.c_str());
   if (result < 0) {
-    log_print(LOG_TAG, LOG_ERR, "Could not open %s : %s", path.c_str(), std::strerror(-result));
+    log_print(LOG_TAG, LOG_ERR, "Could not open %s : %s", path.c_str(), errorText(result));
     std::exit(EXIT_FAILURE);
   }
 }

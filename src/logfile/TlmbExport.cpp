@@ -2,9 +2,9 @@
 
 #include <syslog.h>
 
-#include <cstring>
 #include <string>
 
+#include "logfile/ErrorText.hpp"
 #include "logservice/log.h"
 #include "ostrel/data_manager.hpp"
 #include "ostrel/log_tlmb.h"
@@ -18,10 +18,6 @@ constexpr const char* LOGDIR = "tlm-blackbox.logdir";
 constexpr const char* FILTER = "tlm-blackbox.filter";
 constexpr const char* FLUSHPERIOD = "tlm-blackbox.flushperiod";
 constexpr const char* ENABLED = "tlm-blackbox.enabled";
-
-const char* errorText(int result) {
-  return std::strerror(-result);
-}
 
 }  // namespace
 

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "logfile/ErrorText.hpp"
 #include "logservice/log.h"
 #include "registry/LogTag.hpp"
 
@@ -37,11 +38,17 @@ TlmbReaderImpl::TlmbReaderImpl(DataRegistry* targetRegistry)
       blackbox(telemetry::BlackboxReaderItf::create(this)),
       sectionName(wantedSection()) {}
 
+TlmbReaderImpl::~TlmbReaderImpl() {
+  // Before the members that its callbacks use, which are declared behind it: a telemetry library may
+  // deliver a last sample while it is destroyed.
+  blackbox.reset();
+}
+
 int TlmbReaderImpl::open(const char* logPath) {
   path = logPath;
   const int result = blackbox ? blackbox->open(path) : -ENODEV;
   if (result < 0) {
-    log_print(LOG_TAG, LOG_ERR, "Unable to open '%s': err=%d(%s)", logPath, result, std::strerror(-result));
+    log_print(LOG_TAG, LOG_ERR, "Unable to open '%s': err=%d(%s)", logPath, result, errorText(result));
   }
   return result;
 }

@@ -28,6 +28,9 @@ class TlmbReader : public LogFile::IReader {
 class TlmbReaderImpl : public TlmbReader, public telemetry::BlackboxReaderItfCb {
  public:
   explicit TlmbReaderImpl(DataRegistry* targetRegistry);
+  TlmbReaderImpl(const TlmbReaderImpl&) = delete;
+  TlmbReaderImpl& operator=(const TlmbReaderImpl&) = delete;
+  ~TlmbReaderImpl() override;
 
   /// The telemetry library's result; a negative one is logged.
   int open(const char* logPath) override;

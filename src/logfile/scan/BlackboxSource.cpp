@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <map>
-#include <system_error>
 #include <utility>
 
+#include "logfile/ErrorText.hpp"
 #include "logfile/scan/ElementType.hpp"
 #include "registry/Conversion.hpp"
 #include "telemetry/blackbox_position.hpp"
@@ -75,7 +75,7 @@ class BlackboxSource final : public LogSource, private telemetry::BlackboxReader
     } else if (result == -EBADMSG) {
       ended(LogEnd::DAMAGED, byte);
     } else if (result != -ENOENT) {
-      ended(LogEnd::UNREADABLE, byte, std::generic_category().message(-result));
+      ended(LogEnd::UNREADABLE, byte, errorText(result));
     } else if (progress != nullptr && !progress->closed()) {
       ended(LogEnd::CUT, byte);
     }
@@ -151,7 +151,7 @@ std::unique_ptr<LogSource> openBlackbox(const std::string& path, std::string& fa
   } else if (result == -ENOTSUP) {
     fault = "a blackbox log of another version";
   } else {
-    fault = std::generic_category().message(-result);
+    fault = errorText(result);
   }
   return nullptr;
 }
