@@ -110,7 +110,7 @@ void plainRecord(benchmark::State& state) {
   double values[139];
   LegacyFile header;
   header.open(logs().continuous);
-  header.extractHeader();
+  header.readHeader();
   std::FILE* file = std::fopen(logs().continuous.c_str(), "rb");
   std::vector<char> buffer(128UL * 1024);
   std::setvbuf(file, buffer.data(), _IOFBF, buffer.size());

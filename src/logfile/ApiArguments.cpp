@@ -27,3 +27,8 @@ const DataRegistry* argumentRegistry(const DataEntryBase& apiEntry) {
   std::memcpy(&arguments, link + sizeof(void*), sizeof(void*));
   return arguments;
 }
+
+std::vector<DataEntryBase*> argumentEntries(const DataEntryBase& apiEntry) {
+  const DataRegistry* arguments = argumentRegistry(apiEntry);
+  return arguments != nullptr ? arguments->entryList : std::vector<DataEntryBase*>();
+}

@@ -1,26 +1,14 @@
 #include "logfile/LegacyFile.hpp"
 
-#include <syslog.h>
-
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <limits>
 
-#include "logservice/log.h"
-#include "registry/LogTag.hpp"
-
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "records are read as they lie in the file");
+#include "logfile/LegacyLayout.hpp"
 
 namespace {
 
 constexpr std::size_t BUFFER_BYTES = 128UL * 1024;
-/// Far above any real header (139 columns take 5 KiB), and a bound on memory when a file that is no log, or
-/// whose "-- Data" line is damaged, is taken for one.
-constexpr std::size_t MAX_HEADER_BYTES = 4UL * 1024 * 1024;
-/// Where the search for the header gives up, so that an endless device ends it too.
-constexpr std::uint64_t MAX_SEARCH_BYTES = 256UL * 1024 * 1024;
-constexpr int MAX_SILENT_PREAMBLE = 6;
 
 bool contains(const std::string& line, const char* marker) {
   return line.find(marker) != std::string::npos;
@@ -44,39 +32,23 @@ void LegacyFile::close() {
   file.close();
 }
 
-std::string LegacyFile::extractHeader() {
-  std::string header;
-  std::int64_t preambleLines = 0;
-  bool started = false;
+HeaderText LegacyFile::readHeader() {
+  HeaderText header;
   bool tooLong = false;
   for (std::string line; !dataFound && readLine(line);) {
-    started = started || contains(line, "-- Build infos");
-    if (!started) {
-      ++preambleLines;
+    header.started = header.started || contains(line, LegacyLayout::HEADER_START);
+    if (!header.started) {
+      ++header.preambleLines;
       continue;
     }
-    tooLong = tooLong || header.size() + line.size() >= MAX_HEADER_BYTES;
-    if (!tooLong) header.append(line).push_back('\n');
-    dataFound = contains(line, "-- Data");
+    // The excess is searched all the same: whether the header has an end tells what is wrong with the file.
+    tooLong = tooLong || header.text.size() + line.size() >= HeaderText::MAX_BYTES;
+    if (!tooLong) header.text.append(line).push_back('\n');
+    dataFound = contains(line, LegacyLayout::DATA_START);
   }
+  header.complete = dataFound;
+  header.beyondLimit = dataFound ? tooLong : offset >= HeaderText::MAX_SEARCH_BYTES;
   if (!dataFound) end();
-
-  if (file.bad()) keepReadError();
-  if (!started) {
-    log_print(LOG_TAG, LOG_ERR,
-              "Input file %s badly formatted, missing header section \"-- Navdata infos\"",
-              filePath.c_str());
-  }
-  if (tooLong && dataFound) {
-    log_print(LOG_TAG, LOG_WARNING,
-              "Input file %s has a header of more than %zu bytes, the excess is ignored", filePath.c_str(),
-              MAX_HEADER_BYTES);
-  }
-  if (preambleLines > MAX_SILENT_PREAMBLE) {
-    const auto shown = std::min<std::int64_t>(preambleLines, std::numeric_limits<int>::max());
-    log_print(LOG_TAG, LOG_WARNING, "Input file %s has %d lines before its header, is it normal?",
-              filePath.c_str(), static_cast<int>(shown));
-  }
   return header;
 }
 
@@ -86,11 +58,12 @@ bool LegacyFile::readLine(std::string& line) {
   line.clear();
   errno = 0;
   const std::uint64_t start = offset;
-  for (char byte = 0; offset < MAX_SEARCH_BYTES && file.get(byte);) {
+  for (char byte = 0; offset < HeaderText::MAX_SEARCH_BYTES && file.get(byte);) {
     ++offset;
     if (byte == '\n') return true;
-    if (line.size() < MAX_HEADER_BYTES) line.push_back(byte);
+    if (line.size() < HeaderText::MAX_BYTES) line.push_back(byte);
   }
+  if (file.bad()) keepReadError();
   return offset > start;
 }
 
@@ -102,6 +75,12 @@ bool LegacyFile::read(double* values, std::size_t count) {
   offset += static_cast<std::uint64_t>(file.gcount());
   if (file.bad()) keepReadError();
   return file.good();
+}
+
+bool LegacyFile::append(std::vector<double>& values, std::size_t count) {
+  const std::size_t before = values.size();
+  values.resize(before + count);
+  return read(values.data() + before, count);
 }
 
 bool LegacyFile::skip(std::uint64_t count) {
@@ -116,6 +95,6 @@ bool LegacyFile::skip(std::uint64_t count) {
 }
 
 void LegacyFile::keepReadError() {
+  if (error < 0) return;  // the first one is the reason of all that follow
   error = errno != 0 ? -errno : -EIO;
-  log_print(LOG_TAG, LOG_ERR, "Could not read %s : %s", filePath.c_str(), std::strerror(-error));
 }

@@ -6,25 +6,40 @@
 #include <string>
 #include <vector>
 
-/// The bytes of one legacy log: its text header (LegacyFormat.hpp), then the doubles of its records, in the
-/// order of the file. What they mean is the caller's to know.
+/// What stands in a legacy log before its records.
+struct HeaderText {
+  /// Of a header, the most bytes that are kept. Far above any real one (139 columns take 5 KiB), and a
+  /// bound on memory when a file that is no log, or whose "-- Data" line is damaged, is taken for one.
+  static constexpr std::size_t MAX_BYTES = 4UL * 1024 * 1024;
+  /// Of a file, the most bytes that are searched for the header and its end, so that an endless device ends
+  /// the search too.
+  static constexpr std::uint64_t MAX_SEARCH_BYTES = 256UL * 1024 * 1024;
+
+  std::string text;                 ///< the header's lines, each with a line feed; empty without a header
+  std::uint64_t preambleLines = 0;  ///< lines in front of it
+  bool started = false;             ///< its first line was found
+  bool complete = false;            ///< its "-- Data" line was found
+  bool beyondLimit = false;         ///< it starts or goes on behind one of the limits, and can't be used
+};
+
+/// The bytes of one legacy log: its header's text, then the doubles of its records, in the order of the
+/// file. What they mean is the caller's to know, and so is what to say of them: nothing is logged here.
 ///
-/// A read error ends the file as its end does, after one line at error priority.
+/// A read error ends the file as its end does.
 class LegacyFile {
  public:
   LegacyFile();
   LegacyFile(const LegacyFile&) = delete;
   LegacyFile& operator=(const LegacyFile&) = delete;
 
-  /// Opens the log at `logPath`. 0 or a negated errno; nothing is logged. Called once, first.
+  /// Opens the log at `logPath`. 0 or a negated errno. Called once, first.
   int open(const std::string& logPath);
 
   void close();
 
-  /// The lines from "-- Build infos" through "-- Data", each with a line feed; the file then stands at the
-  /// first byte of the data. Empty, after one line at error priority, when there is no such section; up to
-  /// the end of the file when it has no "-- Data" line. Called once, before the operations below.
-  std::string extractHeader();
+  /// Reads up to the first byte of the records: the end of the file when the header has no "-- Data" line.
+  /// Called once, before the operations below.
+  HeaderText readHeader();
 
   /// Whether the header ended with its "-- Data" line.
   bool hasData() const { return dataFound; }
@@ -32,6 +47,9 @@ class LegacyFile {
   /// Reads the next `count` values, in one go. False when the file ends before the last of them, and then
   /// ever after.
   bool read(double* values, std::size_t count);
+
+  /// The same, appended to `values`; what was appended means nothing after a failure.
+  bool append(std::vector<double>& values, std::size_t count);
 
   /// Moves past `count` values; false when the file ends before the last of them.
   bool skip(std::uint64_t count);

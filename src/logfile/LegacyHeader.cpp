@@ -1,55 +1,64 @@
-#include "logfile/LegacyFormat.hpp"
-
-#include <syslog.h>
+#include "logfile/LegacyHeader.hpp"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <limits>
+#include <optional>
 #include <sstream>
+#include <utility>
 
-#include "logservice/log.h"
+#include "logfile/LegacyLayout.hpp"
 #include "ostrel/utils.hpp"
-#include "registry/LogTag.hpp"
 
 namespace {
 
+using Remarks = std::vector<HeaderRemark>;
+
 const std::vector<std::string> NO_NAMES;
 
-[[noreturn]] void exitWithoutEntry(const std::string& key) {
-  log_print(LOG_TAG, LOG_ERR, "File doesn't have a '%s' entry", key.c_str());
-  std::exit(EXIT_FAILURE);
-}
-
-[[noreturn]] void exitOnBadNumber(const char* key, const std::string& text) {
-  log_print(LOG_TAG, LOG_ERR, "File has a '%s' entry that is not a usable number : %s", key, text.c_str());
-  std::exit(EXIT_FAILURE);
-}
-
-/// A decimal number at the start of `text`, as `convert` (strtol or strtoul) reads it. Ends the process
-/// when there is none, or none that `convert` can hold.
+/// A decimal number at the start of `text`, as `convert` (strtol or strtoul) reads it: blanks and a sign
+/// may stand before it, anything behind it is ignored. Nothing when there is no number, or none that
+/// `convert` can hold.
 template <class Number>
-Number parseNumber(Number (*convert)(const char*, char**, int), const char* key, const std::string& text) {
+std::optional<Number> parseNumber(Number (*convert)(const char*, char**, int), const std::string& text) {
   char* end = nullptr;
   errno = 0;
   const Number number = convert(text.c_str(), &end, 10);
-  if (end == text.c_str() || errno == ERANGE) exitOnBadNumber(key, text);
+  if (end == text.c_str() || errno == ERANGE) return std::nullopt;
   return number;
 }
 
-std::int32_t parseCount(const std::string& text) {
-  const long count = parseNumber(std::strtol, "argNb", text);
-  if (count < std::numeric_limits<std::int32_t>::min() ||
-      count > std::numeric_limits<std::int32_t>::max()) {
-    exitOnBadNumber("argNb", text);
+/// The number of columns. strtoul takes a number below 0 for a large one, which no count means.
+std::optional<unsigned long> parseColumnCount(const std::string& text) {
+  const std::optional<unsigned long> count = parseNumber(std::strtoul, text);
+  if (count != 0UL && text.find('-') < text.find_first_of("0123456789")) return std::nullopt;
+  return count;
+}
+
+std::optional<std::int32_t> parseArgumentCount(const std::string& text) {
+  const std::optional<long> count = parseNumber(std::strtol, text);
+  if (!count || *count < std::numeric_limits<std::int32_t>::min() ||
+      *count > std::numeric_limits<std::int32_t>::max()) {
+    return std::nullopt;
   }
-  return static_cast<std::int32_t>(count);
+  return static_cast<std::int32_t>(*count);
+}
+
+/// The line of a key that this kind of log can't do without; null, with the fault remarked, when it has
+/// none.
+const LegacyHeaderEntry* require(const LegacyHeader& header, const char* key, Remarks& remarks) {
+  const auto found = header.entries.find(key);
+  if (found != header.entries.end()) return &found->second;
+  remarks.push_back({HeaderRemark::KEY_MISSING, key, {}, 0});
+  return nullptr;
 }
 
 }  // namespace
 
-LegacyHeaderEntry::LegacyHeaderEntry(const std::string& line) {
-  std::vector<std::string> pieces = Ostrel::Utils::splitString(line, ':');
+LegacyHeaderEntry::LegacyHeaderEntry(const std::string& headerLine, std::size_t lineNumber)
+    : line(lineNumber) {
+  std::vector<std::string> pieces = Ostrel::Utils::splitString(headerLine, ':');
   if (!pieces.empty()) {
     Ostrel::Utils::removeSpaces(pieces[0]);
     name = pieces[0];
@@ -58,66 +67,96 @@ LegacyHeaderEntry::LegacyHeaderEntry(const std::string& line) {
     Ostrel::Utils::removeSpaces(pieces[1]);
     if (!pieces[1].empty()) values = Ostrel::Utils::splitString(pieces[1], ',');
   }
-  log_print(LOG_TAG, LOG_DEBUG, "Found header entry %s", name.c_str());
 }
 
-LegacyFormat::LegacyFormat(const std::string& header) {
-  std::istringstream lines(header);
-  for (std::string line; std::getline(lines, line);) {
-    LegacyHeaderEntry entry(line);
-    headerEntries.emplace(entry.name, std::move(entry));
+LegacyHeader::LegacyHeader(const std::string& text, std::size_t firstLine) {
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line); ++firstLine) {
+    LegacyHeaderEntry entry(line, firstLine);
+    keys.push_back(entry.name);
+    entries.emplace(keys.back(), std::move(entry));
   }
 }
 
-std::string LegacyFormat::firstValue(const std::string& key) const {
-  const auto found = headerEntries.find(key);
-  if (found == headerEntries.end() || found->second.values.empty()) return {};
+bool LegacyHeader::isOfEvents() const {
+  return firstValue(LegacyLayout::TYPE) == LegacyLayout::EVENTS;
+}
+
+std::string LegacyHeader::firstValue(const std::string& key) const {
+  const auto found = entries.find(key);
+  if (found == entries.end() || found->second.values.empty()) return {};
   return found->second.values.front();
 }
 
-const std::vector<std::string>& LegacyFormat::requiredValues(const std::string& key) const {
-  const auto found = headerEntries.find(key);
-  if (found == headerEntries.end()) exitWithoutEntry(key);
-  return found->second.values;
-}
-
-ContinuousFormat::ContinuousFormat(const std::string& header) : LegacyFormat(header) {
-  if (firstValue("type") == "events") {
-    log_print(LOG_TAG, LOG_ERR, "Expected continuous file but got events");
+ParsedHeader<ContinuousFormat> ContinuousFormat::parse(const LegacyHeader& header) {
+  using namespace LegacyLayout;
+  ParsedHeader<ContinuousFormat> parsed;
+  Remarks& remarks = parsed.remarks;
+  if (header.isOfEvents()) {
+    remarks.push_back({HeaderRemark::EVENTS_FOR_CONTINUOUS, TYPE, EVENTS, header.entries.at(TYPE).line});
   }
-  entries = requiredValues("titles");
-  // Records of no columns would never reach the end of the data.
-  if (entries.empty()) exitWithoutEntry("titles");
-  requiredValues("nentries");
-  if (parseNumber(std::strtoul, "nentries", firstValue("nentries")) != entries.size()) {
-    log_print(LOG_TAG, LOG_WARNING, "nentries does not match the size of titles list");
+  const LegacyHeaderEntry* titles = require(header, TITLES, remarks);
+  if (titles == nullptr) return parsed;
+  const LegacyHeaderEntry* count = require(header, NENTRIES, remarks);
+  if (count == nullptr) return parsed;
+  const std::string countText = header.firstValue(NENTRIES);
+  const std::optional<unsigned long> columns = parseColumnCount(countText);
+  if (!columns) {
+    remarks.push_back({HeaderRemark::NUMBER_UNUSABLE, NENTRIES, countText, count->line});
+    return parsed;
   }
+  if (*columns != titles->values.size()) {
+    remarks.push_back({HeaderRemark::COUNT_DIFFERS, NENTRIES, countText, count->line});
+  }
+  if (titles->values.empty()) {
+    // Records of no columns would never reach the end of the data.
+    remarks.push_back({HeaderRemark::KEY_MISSING, TITLES, {}, titles->line});
+    return parsed;
+  }
+  parsed.format.reset(new ContinuousFormat(header));
+  parsed.format->entries = titles->values;
+  return parsed;
 }
 
 const std::vector<std::string>& ContinuousFormat::getSubEntries(int /*i*/) const {
   return NO_NAMES;
 }
 
-EventFormat::EventFormat(const std::string& header) : LegacyFormat(header) {
-  requiredValues("type");
-  if (firstValue("type") != "events") {
-    log_print(LOG_TAG, LOG_ERR, "Expected events file");
-    std::exit(EXIT_FAILURE);
+ParsedHeader<EventFormat> EventFormat::parse(const LegacyHeader& header) {
+  using namespace LegacyLayout;
+  ParsedHeader<EventFormat> parsed;
+  Remarks& remarks = parsed.remarks;
+  const LegacyHeaderEntry* type = require(header, TYPE, remarks);
+  if (type == nullptr) return parsed;
+  if (!header.isOfEvents()) {
+    remarks.push_back({HeaderRemark::NOT_OF_EVENTS, TYPE, header.firstValue(TYPE), type->line});
+    return parsed;
   }
-  for (const char* key : {"titles", "types", "nentries", "argNb", "argList"}) requiredValues(key);
-
-  entries = requiredValues("titles");
-  for (const std::string& count : requiredValues("argNb")) argCounts.push_back(parseCount(count));
-  cutArgumentNames(requiredValues("argList"));
-  if (log_admits(LOG_TAG, LOG_DEBUG)) logArguments();
+  for (const char* key : {TITLES, TYPES, NENTRIES, ARG_NB, ARG_LIST}) {
+    if (require(header, key, remarks) == nullptr) return parsed;
+  }
+  std::unique_ptr<EventFormat> format(new EventFormat(header));
+  format->entries = header.entries.at(TITLES).values;
+  const LegacyHeaderEntry& counts = header.entries.at(ARG_NB);
+  for (const std::string& text : counts.values) {
+    const std::optional<std::int32_t> count = parseArgumentCount(text);
+    if (!count) {
+      remarks.push_back({HeaderRemark::NUMBER_UNUSABLE, ARG_NB, text, counts.line});
+      return parsed;
+    }
+    format->argCounts.push_back(*count);
+  }
+  format->cutArgumentNames(header.entries.at(ARG_LIST).values);
+  parsed.format = std::move(format);
+  return parsed;
 }
 
 void EventFormat::cutArgumentNames(const std::vector<std::string>& argumentNames) {
   std::size_t slot = 0;
-  for (const std::int32_t count : argCounts) {
-    // A negative count is no count: like an API without arguments, it leaves its one slot unread.
-    const std::size_t names = count > 0 ? static_cast<std::size_t>(count) : 0;
+  for (std::size_t api = 0; api < argCounts.size(); ++api) {
+    const std::size_t names = argumentCount(static_cast<int>(api));
     std::vector<std::string>& subEntry = subEntries.emplace_back();
+    // An API whose names the list does not have in full gets none.
     if (slot <= argumentNames.size() && names <= argumentNames.size() - slot) {
       const auto first = argumentNames.begin() + static_cast<std::ptrdiff_t>(slot);
       subEntry.assign(first, first + static_cast<std::ptrdiff_t>(names));
@@ -126,16 +165,13 @@ void EventFormat::cutArgumentNames(const std::vector<std::string>& argumentNames
   }
 }
 
-void EventFormat::logArguments() const {
-  for (std::size_t i = 0; i < std::min(subEntries.size(), entries.size()); ++i) {
-    log_print(LOG_TAG, LOG_DEBUG, "Event %s has arguments : ", entries[i].c_str());
-    for (const std::string& argument : subEntries[i]) {
-      log_print(LOG_TAG, LOG_DEBUG, "    %s", argument.c_str());
-    }
-  }
-}
-
 const std::vector<std::string>& EventFormat::getSubEntries(int i) const {
   if (i < 0 || static_cast<std::size_t>(i) >= subEntries.size()) return NO_NAMES;
   return subEntries[static_cast<std::size_t>(i)];
+}
+
+std::uint64_t EventFormat::argumentCount(int i) const {
+  if (i < 0 || static_cast<std::size_t>(i) >= argCounts.size()) return 0;
+  // A negative count is treated like 0: an API without arguments, which still has its one slot.
+  return static_cast<std::uint64_t>(std::max(argCounts[static_cast<std::size_t>(i)], 0));
 }

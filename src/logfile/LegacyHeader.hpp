@@ -1,38 +1,68 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
-/// The text header of a legacy log.
+#include "logfile/LogFile.hpp"
+
+/// The text header of a legacy log (LegacyLayout.hpp), parsed into values.
 ///
-///   preamble   lines without "-- Build infos", dropped
-///   header     from the first line that contains "-- Build infos" through the first line, that one
-///              included, that contains "-- Data"; the lines in between are "key : value, value, ..."
-///   data       from the byte after that line to the end of the file: records of 8-byte little-endian
-///              doubles, back to back (LegacySample.hpp)
-///
-/// Keys: "type" ("events", anything else is continuous), "titles" (column or API names), "nentries", and
-/// "ro.hardware" (the variant); of an event log also "types", "argNb" (argument count of each API),
-/// "argList" (the argument names of all APIs; one without arguments still takes one slot) and "product"
-/// (the variant, in place of "ro.hardware"). Other keys are ignored, and so are lines without ':'.
+/// Nothing here logs anything or ends the process. What is wrong with a header is a value as well, so that
+/// a replay, the companion tool, the fuzzers and the tests all use this one parser.
 
 /// One header line: a key and its values.
 struct LegacyHeaderEntry {
-  /// `line` has no line feed. White space goes everywhere, inside names too; a value ends at a second ':'.
-  explicit LegacyHeaderEntry(const std::string& line);
+  /// `headerLine` has no line feed. A line without ':' is a key without values.
+  explicit LegacyHeaderEntry(const std::string& headerLine, std::size_t lineNumber = 0);
 
   std::string name;                 ///< the key
   std::vector<std::string> values;  ///< in line order; empty for a line without value text
+  std::size_t line;                 ///< number of the line in its file, from 1
 };
 
-/// The header of one legacy log, checked against the kind of log that is expected. A header that lacks what
-/// the kind needs ends the process with exit status 1, after a line at error priority.
+/// The lines of a header by key, not checked against any kind of log.
+struct LegacyHeader {
+  /// `text` holds the header's lines, each with its line feed; the first of them is line `firstLine` of the
+  /// file.
+  explicit LegacyHeader(const std::string& text, std::size_t firstLine = 1);
+
+  /// Whether the header says that the log holds events.
+  bool isOfEvents() const;
+
+  /// The first value of `key`, or the empty text when the header has none.
+  std::string firstValue(const std::string& key) const;
+
+  std::map<std::string, LegacyHeaderEntry> entries;  ///< by key; the first line of a key wins
+  std::vector<std::string> keys;                     ///< of all lines in their order, repeated ones too
+};
+
+/// What parsing a header found to say.
+struct HeaderRemark {
+  enum Kind {
+    EVENTS_FOR_CONTINUOUS,  ///< a continuous log was expected; it is read as one all the same
+    COUNT_DIFFERS,          ///< "nentries" is not the number of titles, by which the log is read
+    KEY_MISSING,            ///< fault: `key` is not there, or names nothing where it must
+    NUMBER_UNUSABLE,        ///< fault: `text` is no number that `key` can have
+    NOT_OF_EVENTS,          ///< fault: an event log was expected
+  };
+
+  /// Whether the log can't be read.
+  bool isFault() const { return kind >= KEY_MISSING; }
+
+  Kind kind;
+  std::string key;
+  std::string text;  ///< what stands there, where that is the fault
+  std::size_t line;  ///< number of the key's line in the file; 0 when there is none
+};
+
+/// The names that a legacy log is read by.
 class LegacyFormat {
  public:
-  /// `header` holds the header's lines, each with its line feed.
-  explicit LegacyFormat(const std::string& header);
+  explicit LegacyFormat(const LegacyHeader& header) : headerEntries(header.entries) {}
   LegacyFormat(const LegacyFormat&) = delete;
   LegacyFormat& operator=(const LegacyFormat&) = delete;
   virtual ~LegacyFormat() = default;
@@ -45,39 +75,53 @@ class LegacyFormat {
   /// every position in a continuous log.
   virtual const std::vector<std::string>& getSubEntries(int i) const = 0;
 
-  /// The first value of `key`, or the empty text when the header has none.
-  std::string firstValue(const std::string& key) const;
+  std::map<std::string, LegacyHeaderEntry> headerEntries;  ///< by key
+};
 
-  std::map<std::string, LegacyHeaderEntry> headerEntries;  ///< by key; the first line of a key wins
+/// What parsing a header gives: a format, or the fault that it has.
+template <class Format>
+struct ParsedHeader {
+  /// The fault, always the last remark; null when there is none.
+  const HeaderRemark* fault() const {
+    return !remarks.empty() && remarks.back().isFault() ? &remarks.back() : nullptr;
+  }
 
- protected:
-  /// The values of a key that this kind of log can't do without.
-  const std::vector<std::string>& requiredValues(const std::string& key) const;
+  std::unique_ptr<Format> format;     ///< null after a fault
+  std::vector<HeaderRemark> remarks;  ///< in the order found
 };
 
 /// The columns of a continuous log.
 class ContinuousFormat : public LegacyFormat {
  public:
-  explicit ContinuousFormat(const std::string& header);
+  static ParsedHeader<ContinuousFormat> parse(const LegacyHeader& header);
 
   const std::vector<std::string>& getEntries() const override { return entries; }
   const std::vector<std::string>& getSubEntries(int i) const override;
 
  private:
+  using LegacyFormat::LegacyFormat;
+
   std::vector<std::string> entries;
 };
 
 /// The APIs of an event log and their arguments.
 class EventFormat : public LegacyFormat {
  public:
-  explicit EventFormat(const std::string& header);
+  static ParsedHeader<EventFormat> parse(const LegacyHeader& header);
 
   const std::vector<std::string>& getEntries() const override { return entries; }
   const std::vector<std::string>& getSubEntries(int i) const override;
 
+  /// The number of arguments that calls of the API at position `i` of getEntries() should have.
+  std::uint64_t argumentCount(int i) const;
+
+  /// The number of APIs that "argNb" has a count for.
+  std::size_t countedApis() const { return argCounts.size(); }
+
  private:
+  using LegacyFormat::LegacyFormat;
+
   void cutArgumentNames(const std::vector<std::string>& argumentNames);
-  void logArguments() const;
 
   std::vector<std::string> entries;
   std::vector<std::int32_t> argCounts;

@@ -2,12 +2,73 @@
 
 #include <syslog.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cinttypes>
-#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <utility>
 
+#include "logfile/ErrorText.hpp"
+#include "logfile/LegacyLayout.hpp"
 #include "logservice/log.h"
 #include "registry/LogTag.hpp"
+
+namespace {
+
+/// More lines than this in front of a header are worth a warning.
+constexpr std::uint64_t MAX_SILENT_PREAMBLE = 6;
+
+void logRemark(const HeaderRemark& remark) {
+  switch (remark.kind) {
+    case HeaderRemark::EVENTS_FOR_CONTINUOUS:
+      log_print(LOG_TAG, LOG_ERR, "Expected continuous file but got events");
+      break;
+    case HeaderRemark::COUNT_DIFFERS:
+      log_print(LOG_TAG, LOG_WARNING, "nentries does not match the size of titles list");
+      break;
+    case HeaderRemark::KEY_MISSING:
+      log_print(LOG_TAG, LOG_ERR, "File doesn't have a '%s' entry", remark.key.c_str());
+      break;
+    case HeaderRemark::NUMBER_UNUSABLE:
+      log_print(LOG_TAG, LOG_ERR, "File has a '%s' entry that is not a usable number : %s",
+                remark.key.c_str(), remark.text.c_str());
+      break;
+    case HeaderRemark::NOT_OF_EVENTS: log_print(LOG_TAG, LOG_ERR, "Expected events file"); break;
+  }
+}
+
+/// The format, when the header has no fault; ends the process otherwise.
+template <class Format>
+std::unique_ptr<Format> take(ParsedHeader<Format> parsed) {
+  for (const HeaderRemark& remark : parsed.remarks) logRemark(remark);
+  if (parsed.fault() != nullptr) std::exit(EXIT_FAILURE);
+  return std::move(parsed.format);
+}
+
+void logArguments(const EventFormat& format) {
+  const std::vector<std::string>& apis = format.getEntries();
+  for (std::size_t i = 0; i < std::min(format.countedApis(), apis.size()); ++i) {
+    log_print(LOG_TAG, LOG_DEBUG, "Event %s has arguments : ", apis[i].c_str());
+    for (const std::string& argument : format.getSubEntries(static_cast<int>(i))) {
+      log_print(LOG_TAG, LOG_DEBUG, "    %s", argument.c_str());
+    }
+  }
+}
+
+[[noreturn]] void exitBeyondLimit(const HeaderText& header, const std::string& path) {
+  if (header.started) {
+    log_print(LOG_TAG, LOG_ERR,
+              "Input file %s has no \"-- Data\" line within its header's limit of %zu bytes", path.c_str(),
+              HeaderText::MAX_BYTES);
+  } else {
+    log_print(LOG_TAG, LOG_ERR, "Input file %s has no header in its first %" PRIu64 " bytes", path.c_str(),
+              HeaderText::MAX_SEARCH_BYTES);
+  }
+  std::exit(EXIT_FAILURE);
+}
+
+}  // namespace
 
 LogFile::IReader* LegacyReader::create(DataRegistry& registry, LogFile::Contents contents) {
   return new LegacyReader(registry, contents);
@@ -25,21 +86,54 @@ LegacyReader::~LegacyReader() {
 int LegacyReader::open(const char* logPath) {
   if (file.open(logPath) < 0) return -EINVAL;
 
-  const std::string header = file.extractHeader();
+  std::size_t firstLine = 1;
+  const LegacyHeader header(readHeaderText(firstLine), firstLine);
+  for (const std::string& key : header.keys) {
+    log_print(LOG_TAG, LOG_DEBUG, "Found header entry %s", key.c_str());
+  }
   if (contents == LogFile::CONTENTS_CONTINUOUS) {
-    format = std::make_unique<ContinuousFormat>(header);
-    auto continuous = std::make_unique<LegacyContinuousSample>(*format);
-    continuous->buildList(registry);
-    sample = std::move(continuous);
-    droneVariant = format->firstValue("ro.hardware");
+    openContinuous(header);
   } else {
-    format = std::make_unique<EventFormat>(header);
-    auto events = std::make_unique<LegacyEventSample>(*format);
-    events->buildList(registry);
-    sample = std::move(events);
-    droneVariant = format->firstValue("product");
+    openEvents(header);
   }
   return 0;
+}
+
+/// The header's text, whose first line has the number `firstLine` in the file.
+std::string LegacyReader::readHeaderText(std::size_t& firstLine) {
+  HeaderText header = file.readHeader();
+  if (header.beyondLimit) exitBeyondLimit(header, file.path());
+  reportReadError();
+  if (!header.started) {
+    log_print(LOG_TAG, LOG_ERR, "Input file %s badly formatted, missing header section \"%s\"",
+              file.path().c_str(), LegacyLayout::NAVDATA_SECTION);
+  }
+  if (header.preambleLines > MAX_SILENT_PREAMBLE) {
+    constexpr std::uint64_t mostShown = std::numeric_limits<int>::max();
+    log_print(LOG_TAG, LOG_WARNING, "Input file %s has %d lines before its header, is it normal?",
+              file.path().c_str(), static_cast<int>(std::min(header.preambleLines, mostShown)));
+  }
+  firstLine = header.preambleLines + 1;
+  return std::move(header.text);
+}
+
+void LegacyReader::openContinuous(const LegacyHeader& header) {
+  format = take(ContinuousFormat::parse(header));
+  auto continuous = std::make_unique<LegacyContinuousSample>(*format);
+  continuous->buildList(registry);
+  sample = std::move(continuous);
+  droneVariant = header.firstValue(LegacyLayout::HARDWARE);
+}
+
+void LegacyReader::openEvents(const LegacyHeader& header) {
+  auto eventFormat = take(EventFormat::parse(header));
+  if (log_admits(LOG_TAG, LOG_DEBUG) != 0) logArguments(*eventFormat);
+  auto events = std::make_unique<LegacyEventSample>(*eventFormat);
+  events->buildList(registry);
+  records = std::make_unique<EventRecords>(file, *eventFormat);
+  sample = std::move(events);
+  format = std::move(eventFormat);
+  droneVariant = header.firstValue(LegacyLayout::PRODUCT);
 }
 
 int LegacyReader::close() {
@@ -50,10 +144,7 @@ int LegacyReader::close() {
 /// Appends the file's next `n` values to the sample: `n`, or -1 when the file ends before the last of them,
 /// and then ever after.
 int LegacyReader::fillSample(unsigned long n) {
-  std::vector<double>& values = *sample;
-  const std::size_t before = values.size();
-  values.resize(before + n);
-  return file.read(values.data() + before, n) ? static_cast<int>(n) : -1;
+  return file.append(*sample, n) ? static_cast<int>(n) : -1;
 }
 
 int LegacyReader::popSample() {
@@ -62,7 +153,10 @@ int LegacyReader::popSample() {
     return -EINVAL;
   }
   sample->clear();
-  if (fillSample(sample->getSampleSize()) < 0) return -ENODATA;
+  if (fillSample(sample->getSampleSize()) < 0) {
+    reportReadError();
+    return -ENODATA;
+  }
   return sample->updateRegEntries();
 }
 
@@ -73,49 +167,42 @@ int LegacyReader::popSample(int index, std::vector<int>& events) {
   }
   events.clear();
   while (true) {
-    if (!readHeaderAhead()) return -ENODATA;
+    if (!readHeadAhead()) return -ENODATA;
     if (sample->getIndex() > index) break;
-    headerAhead = false;
-    if (!readArguments()) return -ENODATA;
+    headAhead = false;
+    if (!isRecord(records->readArguments(*sample, sample->getBoundSize()))) return -ENODATA;
     if (sample->getEventIndex() >= 0) events.push_back(sample->updateRegEntries());
   }
   return events.empty() ? -EAGAIN : static_cast<int>(events.size());
 }
 
-/// Reads and decodes the next record's header, unless that was done already: it is kept from call to call
+/// Reads and decodes the next record's head, unless that was done already: it is kept from call to call
 /// until its event is due, so that looking ahead costs nothing.
-bool LegacyReader::readHeaderAhead() {
-  if (headerAhead) return true;
-  recordOffset = file.position();
-  sample->clear();
-  if (fillSample(sample->getHeaderSize()) < 0) {
-    if (file.position() > recordOffset) reportDamage();
-    return false;
-  }
-  sample->readHeader();
-  headerAhead = true;
-  return true;
+bool LegacyReader::readHeadAhead() {
+  if (headAhead) return true;
+  headAhead = isRecord(records->readHead(*sample));
+  if (headAhead) sample->readHeader();
+  return headAhead;
 }
 
-/// Reads the arguments of the record whose header was decoded: those that the library has room for, however
-/// many the record claims. False ends the log: the record is damaged, or the file ends inside it.
-bool LegacyReader::readArguments() {
-  const double recordBytes = sample->front();
-  const double headerBytes = static_cast<double>(sample->getHeaderSize() * sizeof(double));
-  const std::uint64_t kept = sample->getBoundSize();
-  if (std::isfinite(recordBytes) && recordBytes >= headerBytes && fillSample(kept) >= 0 &&
-      file.skip(sample->getSampleSize() - kept)) {
-    return true;
+/// Whether there is a record to go on with. Says where the event log stops making sense.
+bool LegacyReader::isRecord(EventRecords::State state) {
+  switch (state) {
+    case EventRecords::WHOLE:
+    case EventRecords::UNUSUAL: return true;
+    case EventRecords::END: break;
+    case EventRecords::UNREADABLE: reportReadError(); break;
+    case EventRecords::CUT:
+    case EventRecords::DAMAGED:
+      log_print(LOG_TAG, LOG_WARNING,
+                "Event file %s ends at byte %" PRIu64 " : the record there is damaged or cut short",
+                file.path().c_str(), records->start);
   }
-  reportDamage();
-  file.end();
   return false;
 }
 
-/// Says where the event log stops making sense, unless a read error was the reason and has been reported.
-void LegacyReader::reportDamage() const {
-  if (file.readError() < 0) return;
-  log_print(LOG_TAG, LOG_WARNING,
-            "Event file %s ends at byte %" PRIu64 " : the record there is damaged or cut short",
-            file.path().c_str(), recordOffset);
+/// Logs the read error that ended the file, if there was one, once.
+void LegacyReader::reportReadError() {
+  if (file.readError() == 0 || std::exchange(readErrorTold, true)) return;
+  log_print(LOG_TAG, LOG_ERR, "Could not read %s : %s", file.path().c_str(), errorText(file.readError()));
 }

@@ -5,12 +5,15 @@
 #include <vector>
 
 #include "logfile/LegacyFile.hpp"
-#include "logfile/LegacyFormat.hpp"
+#include "logfile/LegacyHeader.hpp"
+#include "logfile/LegacyRecords.hpp"
 #include "logfile/LegacySample.hpp"
 #include "logfile/LogFile.hpp"
 #include "registry/DataRegistry.hpp"
 
-/// Reads one legacy log: a text header (LegacyFormat.hpp), then back-to-back records (LegacySample.hpp).
+/// Reads one legacy log (LegacyLayout.hpp) into a registry.
+///
+/// It is the one that speaks of a legacy log: file, parser, binding and decoder give values, which it logs.
 ///
 /// The caller owns the reader and calls close() before deleting it. The registry is borrowed, must be
 /// frozen before open(), and outlives the reader. open() is called once, before any popSample().
@@ -26,8 +29,8 @@ class LegacyReader : public LogFile::IReader {
   LegacyReader& operator=(const LegacyReader&) = delete;
   ~LegacyReader() override;
 
-  /// Reads the header and binds the log's names to the registry. A header that does not fit the contents
-  /// ends the process (LegacyFormat).
+  /// Reads the header and binds the log's names to the registry. A header that can't be used, or is not one
+  /// of this reader's contents, ends the process with exit status 1, after a line at error priority.
   ///
   ///   0        ready to read
   ///   -EINVAL  empty path, or the file can't be opened; nothing is logged
@@ -51,16 +54,20 @@ class LegacyReader : public LogFile::IReader {
   int popSample(int index, std::vector<int>& events) override;
 
  private:
+  std::string readHeaderText(std::size_t& firstLine);
+  void openContinuous(const LegacyHeader& header);
+  void openEvents(const LegacyHeader& header);
   int fillSample(unsigned long n);
-  bool readHeaderAhead();
-  bool readArguments();
-  void reportDamage() const;
+  bool readHeadAhead();
+  bool isRecord(EventRecords::State state);
+  void reportReadError();
 
   DataRegistry& registry;
   LogFile::Contents contents;
   LegacyFile file;
   std::unique_ptr<LegacyFormat> format;
   std::unique_ptr<LegacySample> sample;
-  std::uint64_t recordOffset = 0;  ///< where the current event record starts
-  bool headerAhead = false;        ///< the sample holds the header of an event that is not due yet
+  std::unique_ptr<EventRecords> records;  ///< of an event log
+  bool headAhead = false;                 ///< the sample holds the head of an event that is not due yet
+  bool readErrorTold = false;
 };

@@ -4,9 +4,9 @@
 #include <cerrno>
 
 #include "logfile/ApiArguments.hpp"
+#include "logfile/LegacyLayout.hpp"
 
-// A record goes out as it lies in memory.
-static_assert(sizeof(double) == 8 && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__);
+using namespace LegacyLayout;
 
 namespace {
 
@@ -22,18 +22,14 @@ std::string headerLine(const std::string& key, const std::vector<std::string>& v
 }
 
 int writeHeader(OutputFile& file, const LogOrigin& origin, const std::string& keyLines) {
-  const std::string header = origin.description + "\n-- Build infos\n" + headerLine("tool", {"ostrelLog"}) +
-                             "-- Navdata infos\n" + keyLines + "-- Data\n";
+  const std::string header = origin.description + "\n" + headerLine(HEADER_START, {}) +
+                             headerLine("tool", {"ostrelLog"}) + headerLine(NAVDATA_SECTION, {}) +
+                             keyLines + headerLine(DATA_START, {});
   return file.write(header.data(), header.size());
 }
 
 int writeRecord(OutputFile& file, const std::vector<double>& record) {
   return file.write(record.data(), record.size() * sizeof(double));
-}
-
-std::vector<DataEntryBase*> argumentEntries(const DataEntryBase& apiEntry) {
-  const DataRegistry* arguments = argumentRegistry(apiEntry);
-  return arguments != nullptr ? arguments->entryList : std::vector<DataEntryBase*>();
 }
 
 }  // namespace
@@ -49,10 +45,10 @@ int LegacyContinuousWriter::begin(OutputFile& target, const LogOrigin& origin) {
   std::vector<std::string> titles;
   for (const DataEntryBase* column : columns) titles.push_back(column->name);
   return writeHeader(target, origin,
-                     headerLine("type", {"continuous"}) +
-                         headerLine("nentries", {std::to_string(titles.size())}) +
-                         headerLine("titles", titles) + headerLine("rate", {std::to_string(origin.rate)}) +
-                         headerLine("ro.hardware", {origin.variant}));
+                     headerLine(TYPE, {"continuous"}) +
+                         headerLine(NENTRIES, {std::to_string(titles.size())}) +
+                         headerLine(TITLES, titles) + headerLine("rate", {std::to_string(origin.rate)}) +
+                         headerLine(HARDWARE, {origin.variant}));
 }
 
 int LegacyContinuousWriter::write() {
@@ -85,18 +81,20 @@ int LegacyEventWriter::begin(OutputFile& target, const LogOrigin& origin) {
       names.emplace_back("none");
     }
   }
-  return writeHeader(
-      target, origin,
-      headerLine("type", {"events"}) + headerLine("titles", titles) + headerLine("types", types) +
-          headerLine("nentries", {std::to_string(titles.size())}) + headerLine("argNb", counts) +
-          headerLine("argList", names) + headerLine("product", {origin.variant}));
+  return writeHeader(target, origin,
+                     headerLine(TYPE, {EVENTS}) + headerLine(TITLES, titles) + headerLine(TYPES, types) +
+                         headerLine(NENTRIES, {std::to_string(titles.size())}) +
+                         headerLine(ARG_NB, counts) + headerLine(ARG_LIST, names) +
+                         headerLine(PRODUCT, {origin.variant}));
 }
 
 int LegacyEventWriter::write(const ApiCall& call) {
   const auto api = std::find_if(apis.begin(), apis.end(),
                                 [&call](const Api& known) { return known.entry->name == call.api; });
   if (api == apis.end() || api->arguments.size() != call.arguments.size()) return -ENOSYS;
-  record = {0.0, static_cast<double>(call.step), static_cast<double>(api - apis.begin())};
+  record.assign(EVENT_HEAD_VALUES, 0.0);
+  record[STEP] = call.step;
+  record[EVENT_ID] = static_cast<double>(api - apis.begin());
   for (DataEntryBase* entry : api->arguments) {
     const auto argument =
         std::find_if(call.arguments.begin(), call.arguments.end(),
@@ -106,6 +104,6 @@ int LegacyEventWriter::write(const ApiCall& call) {
     entry->fromRecord(value);
     record.push_back(entry->toRecordFormat());
   }
-  record[0] = static_cast<double>(record.size() * sizeof(double));
+  record[RECORD_BYTES] = static_cast<double>(record.size() * sizeof(double));
   return writeRecord(*file, record);
 }

@@ -9,36 +9,8 @@
 #include "ostrel/api_input.hpp"
 #include "registry/DataRegistry.hpp"
 
-/// The writing side of the legacy log format.
-///
-/// A log is a text header and, from the byte after the line feed that ends its last line, binary records
-/// back to back until the end of the file. Every value of a record is a little-endian IEEE-754 double;
-/// there is no padding, no count and no trailer.
-///
-///     one line saying what the log is
-///     -- Build infos
-///     tool : ostrelLog
-///     -- Navdata infos
-///     type : continuous                     type : events
-///     nentries : 139                        titles : land, take_off, ...
-///     titles : index, inputs.sensors...     types : void, TYPES_FLOAT, ...
-///     rate : 200                            nentries : 7
-///     ro.hardware : quad-x                  argNb : 0, 1, ...
-///     -- Data                               argList : none, altitude, ...
-///                                           product : quad-x
-///                                           -- Data
-///
-/// Continuous record: one value per title, in the order of the titles.
-///
-/// Event record of an API with A arguments, 8 x (3 + A) bytes, in ascending order of the steps:
-///
-///     0    the record's size in bytes
-///     8    the step of the call
-///     16   the API's position in `titles`, from 0
-///     24   A argument values, in the order of the API's names in `argList`
-///
-/// `argList` and `types` hold every API's arguments one after the other; an API without arguments takes one
-/// slot ("none" and "void") all the same. No value may hold a blank, ',', ':' or a control character.
+/// The writing side of the legacy log format (LegacyLayout.hpp). No name or value of a header may hold a
+/// blank, ',', ':' or a control character.
 
 /// What the header tells of a log's origin.
 struct LogOrigin {

@@ -1,113 +1,171 @@
 #include <gmock/gmock.h>
 
-#include <tuple>
-
-#include "logfile/LegacyFormat.hpp"
-#include "support/LogProbe.hpp"
+#include "logfile/LegacyHeader.hpp"
+#include "support/Row.hpp"
 
 using testing::ElementsAre;
-using testing::ExitedWithCode;
 using testing::IsEmpty;
 
 namespace {
 
 using Names = std::vector<std::string>;
 
-TEST(LegacyHeaderEntry, SplitsALineIntoKeyAndValues) {
-  const std::tuple<const char*, const char*, Names> lines[] = {
-      {"titles : gyro x, gyro y", "titles", {"gyrox", "gyroy"}},
-      {" ro. hardware : quad ", "ro.hardware", {"quad"}},
-      {"start : 12:30:00", "start", {"12"}},
-      {"type", "type", {}},
-      {"type :  \t ", "type", {}},
-      {"", "", {}},
-      {": 4", "", {"4"}},
-      {"argList : a,,b,", "argList", {"a", "", "b", ""}},
-      {"type : events\r", "type", {"events"}},
-  };
-  for (const auto& [line, key, pieces] : lines) {
-    const LegacyHeaderEntry entry(line);
-    EXPECT_EQ(entry.name, key) << line;
-    EXPECT_EQ(entry.values, pieces) << line;
+struct HeaderLine : Row {
+  const char* line;
+  const char* key;
+  Names values;
+};
+class LegacyHeaderLine : public testing::TestWithParam<HeaderLine> {};
+
+TEST_P(LegacyHeaderLine, SplitsIntoKeyAndValues) {
+  const LegacyHeaderEntry entry(GetParam().line);
+  EXPECT_EQ(entry.name, GetParam().key);
+  EXPECT_EQ(entry.values, GetParam().values);
+}
+
+const HeaderLine HEADER_LINES[] = {
+    {"SpacesGoInsideNamesToo", "titles : gyro x, gyro y", "titles", {"gyrox", "gyroy"}},
+    {"SpacesGoInsideKeysToo", " ro. hardware : quad ", "ro.hardware", {"quad"}},
+    {"ValueEndsAtSecondColon", "start : 12:30:00", "start", {"12"}},
+    {"NoColonMeansNoValues", "type", "type", {}},
+    {"BlanksAreNoValue", "type :  \t ", "type", {}},
+    {"EmptyLine", "", "", {}},
+    {"EmptyKey", ": 4", "", {"4"}},
+    {"EmptyValuesCount", "argList : a,,b,", "argList", {"a", "", "b", ""}},
+    {"CarriageReturn", "type : events\r", "type", {"events"}},
+};
+INSTANTIATE_ROWS(LegacyHeaderLine, HEADER_LINES);
+
+TEST(LegacyHeader, KeepsTheFirstLineOfAKeyAndItsPlace) {
+  const LegacyHeader header("a : 1\nb\na : 2\n", 7);
+  EXPECT_EQ(header.firstValue("a"), "1");
+  EXPECT_EQ(header.entries.at("a").line, 7U);
+  EXPECT_EQ(header.entries.at("b").line, 8U);
+  EXPECT_THAT(header.keys, ElementsAre("a", "b", "a"));
+}
+
+TEST(LegacyHeader, HasNoFirstValueOfAKeyWithoutValuesOrLine) {
+  const LegacyHeader header("a\n");
+  EXPECT_EQ(header.firstValue("a"), "");
+  EXPECT_EQ(header.firstValue("b"), "");
+}
+
+/// The remarks in order: kind, key, text and line of each.
+std::string told(const std::vector<HeaderRemark>& remarks) {
+  static constexpr const char* KINDS[] = {"events for continuous", "count differs", "missing", "unusable",
+                                          "not of events"};
+  std::string text;
+  for (const HeaderRemark& remark : remarks) {
+    text += (text.empty() ? "" : "; ") + std::string(KINDS[remark.kind]) + " " + remark.key + " '" +
+            remark.text + "' " + std::to_string(remark.line);
   }
+  return text;
 }
 
-TEST(ContinuousFormat, ProtestsAndTakesTheFirstTitles) {
-  takeLogLines();
-  const ContinuousFormat format("type : events\nnentries :  +1x\ntitles : a, b\ntitles : x\n");
-  EXPECT_THAT(format.getEntries(), ElementsAre("a", "b"));
-  EXPECT_THAT(format.getSubEntries(0), IsEmpty());
-  EXPECT_THAT(takeLogLines(4), ElementsAre("<3>Expected continuous file but got events",
-                                           "<4>nentries does not match the size of titles list"));
+struct Header : Row {
+  std::string lines;
+  const char* remarks;
+};
+class ContinuousHeader : public testing::TestWithParam<Header> {};
+class EventHeader : public testing::TestWithParam<Header> {};
+
+TEST_P(ContinuousHeader, HasTheseRemarks) {
+  const auto parsed = ContinuousFormat::parse(LegacyHeader(GetParam().lines));
+  EXPECT_EQ(told(parsed.remarks), GetParam().remarks);
+  EXPECT_EQ(parsed.format == nullptr, parsed.fault() != nullptr);
 }
 
-std::string missing(const std::string& key) {
-  return "<3>File doesn't have a '" + key + "' entry\n$";
+const Header CONTINUOUS_HEADERS[] = {
+    {"Plain", "titles : a, b\nnentries : 2\n", ""},
+    {"OfAnotherType", "type : Events\ntitles : a\nnentries : 1\n", ""},
+    {"OfEvents", "type : events\ntitles : a\nnentries : 1\n", "events for continuous type 'events' 1"},
+    {"OneColumnTooFew", "titles : a\nnentries : 2\n", "count differs nentries '2' 2"},
+    {"OneColumnTooMany", "titles : a, b, c\nnentries : 2\n", "count differs nentries '2' 2"},
+    {"EventsAndAnotherCount", "type : events\ntitles : a\nnentries : 2\n",
+     "events for continuous type 'events' 1; count differs nentries '2' 3"},
+    {"Empty", "", "missing titles '' 0"},
+    {"NoTitles", "nentries : 1\n", "missing titles '' 0"},
+    {"NoCount", "titles : a\n", "missing nentries '' 0"},
+    {"TitlesWithoutNames", "titles :\nnentries : 0\n", "missing titles '' 1"},
+    {"CountBeforeTitlesWithoutNames", "titles :\nnentries : 1\n",
+     "count differs nentries '1' 2; missing titles '' 1"},
+    {"UnusableCountBeforeTitlesWithoutNames", "titles :\nnentries : x\n", "unusable nentries 'x' 2"},
+    {"MissingCountBeforeTitlesWithoutNames", "titles :\n", "missing nentries '' 0"},
+    {"CountWithoutValue", "titles : a\nnentries\n", "unusable nentries '' 2"},
+    {"CountWithTextBehind", "titles : a\nnentries : 1x\n", ""},
+    {"CountWithPlus", "titles : a\nnentries : +1\n", ""},
+    {"MinusZero", "titles : a\nnentries : -0\n", "count differs nentries '-0' 2"},
+    {"MinusOne", "titles : a\nnentries : -1\n", "unusable nentries '-1' 2"},
+    {"WrapsToTheRightCount", "titles : a, b\nnentries : -18446744073709551614\n",
+     "unusable nentries '-18446744073709551614' 2"},
+    {"LargestCount", "titles : a\nnentries : 18446744073709551615\n",
+     "count differs nentries '18446744073709551615' 2"},
+    {"BeyondTheLargestCount", "titles : a\nnentries : 18446744073709551616\n",
+     "unusable nentries '18446744073709551616' 2"},
+};
+INSTANTIATE_ROWS(ContinuousHeader, CONTINUOUS_HEADERS);
+
+TEST(ContinuousFormat, GoesByTheFirstTitles) {
+  const auto parsed = ContinuousFormat::parse(LegacyHeader("nentries : 9\ntitles : a, b\ntitles : x\n"));
+  ASSERT_NE(parsed.format, nullptr);
+  EXPECT_THAT(parsed.format->getEntries(), ElementsAre("a", "b"));
+  EXPECT_THAT(parsed.format->getSubEntries(0), IsEmpty());
 }
 
-std::string unusable(const std::string& key, const std::string& number) {
-  return "<3>File has a '" + key + "' entry that is not a usable number : " + number + "\n$";
+TEST_P(EventHeader, HasTheseRemarks) {
+  const auto parsed = EventFormat::parse(LegacyHeader(GetParam().lines));
+  EXPECT_EQ(told(parsed.remarks), GetParam().remarks);
+  EXPECT_EQ(parsed.format == nullptr, parsed.fault() != nullptr);
 }
 
-TEST(ContinuousFormatDeathTest, HeadersWithoutWhatItNeedsEndTheProcess) {
-  const std::pair<const char*, std::string> headers[] = {
-      {"", missing("titles")},
-      {"titles : \nnentries : 0\n", missing("titles")},
-      {"titles : a\n", missing("nentries")},
-      {"titles : a\nnentries\n", unusable("nentries", "")},
-      {"titles : a\nnentries : one\n", unusable("nentries", "one")},
-      {"titles : a\nnentries : 99999999999999999999\n", unusable("nentries", "9*")},
-  };
-  for (const auto& [text, message] : headers) {
-    EXPECT_EXIT(ContinuousFormat{text}, ExitedWithCode(1), message) << text;
+const std::string EVENTS = "type : events\ntitles : a, b\ntypes\nnentries\nargList : x\nargNb : ";
+const Header EVENT_HEADERS[] = {
+    {"Plain", EVENTS + "1, 0\n", ""},
+    {"NoType", "titles : a\n", "missing type '' 0"},
+    {"TypeWithoutValue", "type\n", "not of events type '' 1"},
+    {"TypeInAnotherCase", "type : Events\n", "not of events type 'Events' 1"},
+    {"NoTitles", "type : events\ntypes\nnentries\nargNb\nargList\n", "missing titles '' 0"},
+    {"NoTypes", "type : events\ntitles\nnentries\nargNb\n", "missing types '' 0"},
+    {"NoCount", "type : events\ntitles\ntypes\nargList\n", "missing nentries '' 0"},
+    {"NoArgumentCounts", "type : events\ntitles\ntypes\nnentries\n", "missing argNb '' 0"},
+    {"NoArgumentNames", "type : events\ntitles\ntypes\nnentries\nargNb\n", "missing argList '' 0"},
+    {"EmptyArgumentCount", EVENTS + "1,,1\n", "unusable argNb '' 6"},
+    {"LargestArgumentCount", EVENTS + "2147483647\n", ""},
+    {"BeyondTheLargestArgumentCount", EVENTS + "2147483648\n", "unusable argNb '2147483648' 6"},
+    {"LowestArgumentCount", EVENTS + "-2147483648\n", ""},
+    {"BelowTheLowestArgumentCount", EVENTS + "-2147483649\n", "unusable argNb '-2147483649' 6"},
+};
+INSTANTIATE_ROWS(EventHeader, EVENT_HEADERS);
+
+struct Slots : Row {
+  std::string counts;
+  std::string names;
+  std::vector<Names> arguments;  ///< of the three APIs
+};
+class ArgumentSlots : public testing::TestWithParam<Slots> {};
+
+TEST_P(ArgumentSlots, GiveEachApiItsNames) {
+  const auto parsed = EventFormat::parse(
+      LegacyHeader("type : events\ntitles : f, g, h\ntypes\nnentries\nargNb : " + GetParam().counts +
+                   "\nargList : " + GetParam().names + "\n"));
+  ASSERT_NE(parsed.format, nullptr);
+  for (const int api : {0, 1, 2}) {
+    EXPECT_EQ(parsed.format->getSubEntries(api), GetParam().arguments[static_cast<std::size_t>(api)])
+        << api;
   }
+  EXPECT_THAT(parsed.format->getSubEntries(-1), IsEmpty());
+  EXPECT_THAT(parsed.format->getSubEntries(9), IsEmpty());
 }
 
-TEST(EventFormatDeathTest, HeadersWithoutWhatItNeedsEndTheProcess) {
-  const std::string start = "type : events\ntitles : a\n";
-  const std::string counts = start + "types\nnentries\nargList : x\nargNb : ";
-  const std::pair<std::string, std::string> headers[] = {
-      {"titles : a\n", missing("type")},
-      {"type\n", "<3>Expected events file\n$"},
-      {"type : Events\n", "<3>Expected events file\n$"},
-      {"type : events\ntypes : x\n", missing("titles")},
-      {start + "nentries : 1\nargNb : 0\n", missing("types")},
-      {start + "types : x\n", missing("nentries")},
-      {start + "types : x\nnentries : 1\n", missing("argNb")},
-      {start + "types : x\nnentries\nargNb : 0\n", missing("argList")},
-      {counts + "1,,1\n", unusable("argNb", "")},
-      {counts + "2147483648\n", unusable("argNb", "2147483648")},
-  };
-  for (const auto& [text, message] : headers) {
-    EXPECT_EXIT(EventFormat{text}, ExitedWithCode(1), message) << text;
-  }
-}
-
-TEST(EventFormat, CutsArgumentsFromTheirSlots) {
-  const std::tuple<std::string, std::string, std::vector<Names>> slots[] = {
-      {"2, 0, 1", "a, b, x, c", {{"a", "b"}, {}, {"c"}}},
-      {"-3, 1, 1", "x, a, b", {{}, {"a"}, {"b"}}},
-      {"2, 2, 1", "a, b, c", {{"a", "b"}, {}, {}}},
-      {"2147483647, 2147483647, 1", "a", {{}, {}, {}}},
-      {"1", "a, b", {{"a"}, {}, {}}},
-      {"1, 1, 1", "", {{}, {}, {}}},
-      {"1, 1, 1, 1", "a, b, c, d", {{"a"}, {"b"}, {"c"}}},
-  };
-  const std::string start = "type : events\ntitles : f, g, h\ntypes\nnentries\nargNb : ";
-  for (const auto& [argNb, argList, names] : slots) {
-    const EventFormat format(start + argNb + "\nargList : " + argList + "\n");
-    for (int i : {0, 1, 2}) EXPECT_EQ(format.getSubEntries(i), names[std::size_t(i)]) << argNb << " " << i;
-    EXPECT_THAT(format.getSubEntries(-1), IsEmpty());
-    EXPECT_THAT(format.getSubEntries(9), IsEmpty());
-  }
-}
-
-TEST(EventFormat, ListsTheArgumentsForDebugging) {
-  takeLogLines();
-  const EventFormat format("type : events\ntitles : f, g\ntypes\nnentries\nargNb : 1, 0\nargList : a, x\n");
-  std::vector<std::string> lines = takeLogLines();
-  lines.erase(lines.begin(), lines.begin() + 6);  // one "Found header entry" for each line
-  EXPECT_THAT(lines, ElementsAre("<7>Event f has arguments : ", "<7>    a", "<7>Event g has arguments : "));
-}
+const Slots SLOTS[] = {
+    {"PlaceholderTakesASlot", "2, 0, 1", "a, b, x, c", {{"a", "b"}, {}, {"c"}}},
+    {"NegativeCountTakesASlot", "-3, 1, 1", "x, a, b", {{}, {"a"}, {"b"}}},
+    {"NamesNotThereInFull", "2, 2, 1", "a, b, c", {{"a", "b"}, {}, {}}},
+    {"CountsBeyondAnyList", "2147483647, 2147483647, 1", "a", {{}, {}, {}}},
+    {"FewerCountsThanApis", "1", "a, b", {{"a"}, {}, {}}},
+    {"NoNames", "1, 1, 1", "", {{}, {}, {}}},
+    {"MoreCountsThanApis", "1, 1, 1, 1", "a, b, c, d", {{"a"}, {"b"}, {"c"}}},
+};
+INSTANTIATE_ROWS(ArgumentSlots, SLOTS);
 
 }  // namespace

@@ -79,8 +79,6 @@ TEST_F(LegacyReaderTest, FindsTheHeaderBehindItsPreamble) {
        "", 0},
       {"data marker before the header", "-- Data\n" + COLUMNS + RECORD, "", 0},
       {"no data marker", "-- Build infos\n" + lines + RECORD, "", -ENODATA},
-      {"oversized", header(lines + std::string(5UL << 20U, 'x') + "\n") + RECORD,
-       " has a header of more than 4194304 bytes, the excess is ignored", 0},
   };
   for (const auto& [label, bytes, warning, result] : preambles) {
     SCOPED_TRACE(label);

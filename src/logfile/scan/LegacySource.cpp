@@ -1,59 +1,17 @@
 #include "logfile/scan/LegacySource.hpp"
 
-#include <array>
-#include <cerrno>
-#include <cmath>
-#include <cstdlib>
+#include <algorithm>
 #include <limits>
-#include <system_error>
 #include <utility>
 
+#include "logfile/ErrorText.hpp"
 #include "logfile/LegacyFile.hpp"
-#include "logfile/LegacyFormat.hpp"
+#include "logfile/LegacyHeader.hpp"
+#include "logfile/LegacyLayout.hpp"
+#include "logfile/LegacyRecords.hpp"
 #include "registry/Conversion.hpp"
 
 namespace {
-
-std::string systemText(int result) {
-  return std::generic_category().message(-result);
-}
-
-/// The keys of a header of either kind. The formats that check them end the process when something is
-/// wrong, which must not keep the next log from being looked at.
-class UncheckedFormat final : public LegacyFormat {
- public:
-  using LegacyFormat::LegacyFormat;
-
-  const std::vector<std::string>& getEntries() const override { return requiredValues("titles"); }
-  const std::vector<std::string>& getSubEntries(int /*i*/) const override { return getEntries(); }
-
-  bool isOfEvents() const { return firstValue("type") == "events"; }
-
-  /// What the checking format would not take; empty when nothing.
-  std::string fault() const {
-    std::vector<std::string> needed = {"titles", "nentries"};
-    if (isOfEvents()) needed.insert(needed.end(), {"types", "argNb", "argList"});
-    for (const std::string& key : needed) {
-      if (headerEntries.count(key) == 0) return "its header has no '" + key + "' entry";
-    }
-    if (!isOfEvents() && getEntries().empty()) return "its header names no columns";
-    const std::vector<std::string> numbers =
-        isOfEvents() ? requiredValues("argNb") : std::vector<std::string>{firstValue("nentries")};
-    for (const std::string& number : numbers) {
-      if (!isNumber(number)) return "its header has a count that is no number: " + number;
-    }
-    return {};
-  }
-
- private:
-  static bool isNumber(const std::string& text) {
-    char* end = nullptr;
-    errno = 0;
-    const long number = std::strtol(text.c_str(), &end, 10);
-    return end != text.c_str() && errno == 0 && number >= std::numeric_limits<std::int32_t>::min() &&
-           number <= std::numeric_limits<std::int32_t>::max();
-  }
-};
 
 std::vector<telemetry::VarDesc> doubles(const std::vector<std::string>& names) {
   std::vector<telemetry::VarDesc> variables;
@@ -62,32 +20,11 @@ std::vector<telemetry::VarDesc> doubles(const std::vector<std::string>& names) {
   return variables;
 }
 
-/// What both kinds share: the file, and the judgement of its end.
-class LegacySource : public LogSource {
- protected:
-  LegacySource(LogKind logKind, std::unique_ptr<LegacyFile> opened)
-      : LogSource(logKind, opened->path()), bytes(std::move(opened)) {}
-
-  /// The file ended in or before the record that begins at `start`. Always false.
-  bool endedIn(std::uint64_t start) {
-    if (bytes->readError() < 0) {
-      ended(LogEnd::UNREADABLE, start, systemText(bytes->readError()));
-    } else if (bytes->position() > start || !bytes->hasData()) {
-      ended(LogEnd::CUT, start);
-    }
-    return false;
-  }
-
-  const std::unique_ptr<LegacyFile> bytes;
-  std::vector<double> values;
-};
-
-class ContinuousSource final : public LegacySource {
+class ContinuousSource final : public LogSource {
  public:
-  ContinuousSource(std::unique_ptr<LegacyFile> opened, const ContinuousFormat& format)
-      : LegacySource(LogKind::CONTINUOUS, std::move(opened)) {
-    variant = format.firstValue("ro.hardware");
-    const std::vector<std::string>& titles = format.getEntries();
+  ContinuousSource(std::unique_ptr<LegacyFile> opened, std::unique_ptr<ContinuousFormat> format)
+      : LogSource(LogKind::CONTINUOUS, opened->path()), bytes(std::move(opened)) {
+    const std::vector<std::string>& titles = format->getEntries();
     // Of columns with one name, a replay stores the last one over the others.
     for (std::size_t i = 0; i < titles.size(); ++i) {
       if (titles[i] == "index") indexColumn = i;
@@ -100,78 +37,142 @@ class ContinuousSource final : public LegacySource {
  private:
   bool read(Record& record) override {
     const std::uint64_t start = bytes->position();
-    if (!bytes->read(values.data(), values.size())) return endedIn(start);
+    if (!bytes->read(values.data(), values.size())) {
+      if (bytes->readError() < 0) {
+        ended(LogEnd::UNREADABLE, start, errorText(bytes->readError()));
+      } else if (bytes->position() > start || !bytes->hasData()) {
+        ended(LogEnd::CUT, start);
+      }
+      return false;
+    }
     const std::int64_t index = indexColumn ? fieldFromRecord<std::int32_t>(values[*indexColumn]) : number++;
     record = {known.front().get(), index, reinterpret_cast<const unsigned char*>(values.data())};
     return true;
   }
 
+  const std::unique_ptr<LegacyFile> bytes;
+  std::vector<double> values;
   std::optional<std::size_t> indexColumn;
   std::int64_t number = 0;  ///< of the next record, in a log without an index
 };
 
-class EventSource final : public LegacySource {
+class EventSource final : public LogSource {
  public:
-  EventSource(std::unique_ptr<LegacyFile> opened, const EventFormat& format)
-      : LegacySource(LogKind::EVENTS, std::move(opened)) {
-    variant = format.firstValue("product");
-    const std::vector<std::string>& titles = format.getEntries();
+  EventSource(std::unique_ptr<LegacyFile> opened, std::unique_ptr<EventFormat> eventFormat)
+      : LogSource(LogKind::EVENTS, opened->path()),
+        bytes(std::move(opened)),
+        format(std::move(eventFormat)),
+        records(*bytes, *format) {
+    const std::vector<std::string>& titles = format->getEntries();
     for (std::size_t id = 0; id < titles.size(); ++id) {
       known.push_back(std::make_unique<RecordLayout>(
-          RecordLayout{titles[id], doubles(format.getSubEntries(static_cast<int>(id))), true}));
+          RecordLayout{titles[id], doubles(format->getSubEntries(static_cast<int>(id))), true}));
     }
   }
 
  private:
   bool read(Record& record) override {
-    const std::uint64_t start = bytes->position();
-    std::array<double, 3> head;  // bytes of the record, step, event id
-    constexpr std::uint64_t headBytes = sizeof head;
-    if (!bytes->read(head.data(), head.size())) return endedIn(start);
-    if (!std::isfinite(head[0]) || head[0] < static_cast<double>(headBytes))
-      return damaged(start, "a record of impossible size");
-    const auto id = truncateTo<std::int32_t>(head[2]);
-    if (id < 0 || static_cast<std::size_t>(id) >= known.size()) {
-      return damaged(start, "a call of an API that the header doesn't name");
+    while (readRecord()) {
+      if (records.oddity != EventRecords::NONE) ++oddities[describe(records.oddity)];
+      if (records.oddity == EventRecords::UNNAMED_API) continue;  // nothing says what its values are
+      // An argument that the record does not have is no number: a replay leaves the one before in force.
+      const RecordLayout* layout = known[static_cast<std::size_t>(records.head.eventId)].get();
+      values.resize(LegacyLayout::EVENT_HEAD_VALUES + layout->variables.size(),
+                    std::numeric_limits<double>::quiet_NaN());
+      record = {layout, records.head.step,
+                reinterpret_cast<const unsigned char*>(&values[LegacyLayout::EVENT_HEAD_VALUES])};
+      return true;
     }
-    const RecordLayout* layout = known[static_cast<std::size_t>(id)].get();
-    values.resize(layout->variables.size());
-    const std::uint64_t recorded = (truncateToUnsigned64(head[0]) - headBytes) / sizeof(double);
-    if (recorded != values.size()) {
-      return damaged(start, "a call of " + layout->name + " with " + std::to_string(recorded) +
-                                " arguments, not " + std::to_string(values.size()));
-    }
-    if (!bytes->read(values.data(), values.size())) return endedIn(start);
-    record = {layout, truncateTo<std::int32_t>(head[1]),
-              reinterpret_cast<const unsigned char*>(values.data())};
-    return true;
-  }
-
-  /// The record at `start` can't be what its writer wrote. Always false.
-  bool damaged(std::uint64_t start, const std::string& what) {
-    ended(LogEnd::DAMAGED, start, what);
     return false;
   }
+
+  /// Reads the next record; false at the end, after ended() where the log is not whole.
+  bool readRecord() {
+    EventRecords::State state = records.readHead(values);
+    if (isRecord(state)) {
+      state = records.readArguments(values, format->getSubEntries(records.head.eventId).size());
+    }
+    switch (state) {
+      case EventRecords::WHOLE:
+      case EventRecords::UNUSUAL: return true;
+      case EventRecords::END:
+        if (!bytes->hasData()) ended(LogEnd::CUT, records.start);
+        break;
+      case EventRecords::CUT: ended(LogEnd::CUT, records.start); break;
+      case EventRecords::DAMAGED:
+        ended(LogEnd::DAMAGED, records.start, "a record of impossible size");
+        break;
+      case EventRecords::UNREADABLE:
+        ended(LogEnd::UNREADABLE, records.start, errorText(bytes->readError()));
+    }
+    return false;
+  }
+
+  static bool isRecord(EventRecords::State state) {
+    return state == EventRecords::WHOLE || state == EventRecords::UNUSUAL;
+  }
+
+  static const char* describe(EventRecords::Oddity oddity) {
+    switch (oddity) {
+      case EventRecords::UNNAMED_API: return "of an API that the header does not name";
+      case EventRecords::OTHER_ARGUMENT_COUNT:
+        return "with another number of arguments than the header names";
+      default: return "with a size, a step or an API that is no whole number";
+    }
+  }
+
+  const std::unique_ptr<LegacyFile> bytes;
+  const std::unique_ptr<EventFormat> format;
+  EventRecords records;
+  std::vector<double> values;  ///< the head's, then one per argument that the header names
 };
+
+std::string describe(const HeaderRemark& fault) {
+  if (fault.kind == HeaderRemark::NUMBER_UNUSABLE) {
+    return "its header has a '" + fault.key + "' that is no usable number in line " +
+           std::to_string(fault.line) + ": " + fault.text;
+  }
+  return fault.line == 0 ? "its header has no '" + fault.key + "' entry" : "its header names no columns";
+}
+
+/// The source, when the header has no fault; null and the fault otherwise.
+template <class Source, class Format>
+std::unique_ptr<LogSource> makeSource(std::unique_ptr<LegacyFile> bytes, ParsedHeader<Format> parsed,
+                                      std::string& fault) {
+  if (parsed.fault() != nullptr) {
+    fault = describe(*parsed.fault());
+    return nullptr;
+  }
+  return std::make_unique<Source>(std::move(bytes), std::move(parsed.format));
+}
 
 }  // namespace
 
 std::unique_ptr<LogSource> openLegacy(const std::string& path, std::string& fault) {
   auto bytes = std::make_unique<LegacyFile>();
   if (const int result = bytes->open(path); result < 0) {
-    fault = systemText(result);
+    fault = errorText(result);
     return nullptr;
   }
-  const std::string header = bytes->extractHeader();
-  const UncheckedFormat keys(header);
+  const HeaderText text = bytes->readHeader();
   if (bytes->readError() < 0) {
-    fault = systemText(bytes->readError());
-  } else if (header.empty()) {
+    fault = errorText(bytes->readError());
+  } else if (text.beyondLimit && text.started) {
+    fault = "its header has no \"-- Data\" line within the limit of " +
+            std::to_string(HeaderText::MAX_BYTES) + " bytes";
+  } else if (!text.started) {
     fault = "no flight log: neither the start of a blackbox log nor a legacy header";
-  } else {
-    fault = keys.fault();
   }
   if (!fault.empty()) return nullptr;
-  if (keys.isOfEvents()) return std::make_unique<EventSource>(std::move(bytes), EventFormat(header));
-  return std::make_unique<ContinuousSource>(std::move(bytes), ContinuousFormat(header));
+
+  const LegacyHeader header(text.text, text.preambleLines + 1);
+  std::unique_ptr<LogSource> source;
+  if (header.isOfEvents()) {
+    source = makeSource<EventSource>(std::move(bytes), EventFormat::parse(header), fault);
+    if (source) source->variant = header.firstValue(LegacyLayout::PRODUCT);
+  } else {
+    source = makeSource<ContinuousSource>(std::move(bytes), ContinuousFormat::parse(header), fault);
+    if (source) source->variant = header.firstValue(LegacyLayout::HARDWARE);
+  }
+  return source;
 }

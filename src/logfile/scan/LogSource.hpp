@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -57,6 +58,10 @@ class LogSource {
   /// How the log ended, once next() was false.
   const LogEnd& end() const { return logEnd; }
 
+  /// How many records were unusual, by what was unusual about them. A replay takes them as they are, as far
+  /// as it can; the log is no less whole for them.
+  const std::map<std::string, std::uint64_t>& unusual() const { return oddities; }
+
   /// What the log holds: all of it from the start in a legacy log; in a blackbox log as far as it was read,
   /// with another layout for a section that changes. Layouts stay where they are.
   const std::vector<std::unique_ptr<const RecordLayout>>& layouts() const { return known; }
@@ -72,6 +77,7 @@ class LogSource {
   void ended(LogEnd::State state, std::optional<std::uint64_t> byte, const std::string& reason = {});
 
   std::vector<std::unique_ptr<const RecordLayout>> known;
+  std::map<std::string, std::uint64_t> oddities;
 
  private:
   bool finished = false;

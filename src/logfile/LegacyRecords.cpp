@@ -1,0 +1,62 @@
+#include "logfile/LegacyRecords.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+#include "logfile/LegacyLayout.hpp"
+#include "registry/Conversion.hpp"
+
+using LegacyLayout::EVENT_HEAD_VALUES;
+using LegacyLayout::EVENT_ID;
+using LegacyLayout::RECORD_BYTES;
+using LegacyLayout::STEP;
+
+EventHead::EventHead(const double* values)
+    : recordBytes(truncateToUnsigned64(values[RECORD_BYTES])),
+      step(truncateTo<std::int32_t>(values[STEP])),
+      eventId(truncateTo<std::int32_t>(values[EVENT_ID])),
+      argumentCount(recordBytes / sizeof(double) - EVENT_HEAD_VALUES) {}
+
+EventRecords::State EventRecords::readHead(std::vector<double>& values) {
+  start = file.position();
+  values.clear();
+  if (!file.append(values, EVENT_HEAD_VALUES)) return failedRead();
+  head = EventHead(values.data());
+  oddity = judge(values.data());
+  return oddity == NONE ? WHOLE : UNUSUAL;
+}
+
+EventRecords::State EventRecords::readArguments(std::vector<double>& values, std::uint64_t wanted) {
+  constexpr double headBytes = EVENT_HEAD_VALUES * sizeof(double);
+  const double recordBytes = values[RECORD_BYTES];
+  if (!std::isfinite(recordBytes) || recordBytes < headBytes) {
+    file.end();
+    return DAMAGED;
+  }
+  // However many arguments a record claims, memory is only spent on those that someone takes.
+  const std::uint64_t kept = std::min(wanted, head.argumentCount);
+  if (!file.append(values, kept) || !file.skip(head.argumentCount - kept)) {
+    const State state = failedRead();
+    file.end();
+    return state;
+  }
+  return oddity == NONE ? WHOLE : UNUSUAL;
+}
+
+/// What is odd about the head, whose size nobody has looked at yet.
+EventRecords::Oddity EventRecords::judge(const double* values) const {
+  if (head.eventId < 0 || static_cast<std::size_t>(head.eventId) >= format.getEntries().size()) {
+    return UNNAMED_API;
+  }
+  if (head.argumentCount != format.argumentCount(head.eventId)) return OTHER_ARGUMENT_COUNT;
+  const bool isWhole = values[RECORD_BYTES] == static_cast<double>(head.recordBytes) &&
+                       values[STEP] == head.step && values[EVENT_ID] == head.eventId;
+  return isWhole ? NONE : FRACTION;
+}
+
+/// Why the record that begins at `start` could not be read to its end.
+EventRecords::State EventRecords::failedRead() {
+  if (file.readError() < 0) return UNREADABLE;
+  return file.position() > start ? CUT : END;
+}
