@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 
 #include "logservice/log.h"
 #include "registry/LogTag.hpp"
@@ -37,21 +38,22 @@ constexpr const char* USAGE =
   std::exit(status);
 }
 
-bool exists(const std::string& path) {
+/// What the system knows of the file at `path`, links followed; nothing when there is no such file.
+std::optional<struct stat> statusOf(const std::string& path) {
   struct stat status = {};
-  return stat(path.c_str(), &status) == 0;
+  if (stat(path.c_str(), &status) != 0) return std::nullopt;
+  return status;
 }
 
-bool sameFile(const std::string& one, const std::string& other) {
-  struct stat a = {};
-  struct stat b = {};
-  return stat(one.c_str(), &a) == 0 && stat(other.c_str(), &b) == 0 && a.st_dev == b.st_dev &&
-         a.st_ino == b.st_ino;
+bool isSameFile(const std::string& one, const std::string& other) {
+  const auto a = statusOf(one);
+  const auto b = statusOf(other);
+  return a && b && a->st_dev == b->st_dev && a->st_ino == b->st_ino;
 }
 
 bool isDirectory(const std::string& path) {
-  struct stat status = {};
-  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+  const auto status = statusOf(path);
+  return status && S_ISDIR(status->st_mode);
 }
 
 std::string configurationRoot() {
@@ -85,11 +87,11 @@ CommandLineArgs::CommandLineArgs(int argc, char** argv) {
 }
 
 int CommandLineArgs::check() const {
-  if (!exists(contBboxPath)) {
+  if (!statusOf(contBboxPath)) {
     log_print(LOG_TAG, LOG_ERR, "Continuous bbox file %s does not exist", contBboxPath.c_str());
     return -1;
   }
-  if (!exists(eventBboxPath)) {
+  if (!statusOf(eventBboxPath)) {
     log_print(LOG_TAG, LOG_ERR, "Event bbox file %s does not exist", eventBboxPath.c_str());
     return -1;
   }
@@ -109,5 +111,5 @@ int CommandLineArgs::check() const {
 }
 
 bool CommandLineArgs::overwritesInput() const {
-  return sameFile(newBboxPath, contBboxPath) || sameFile(newBboxPath, eventBboxPath);
+  return isSameFile(newBboxPath, contBboxPath) || isSameFile(newBboxPath, eventBboxPath);
 }

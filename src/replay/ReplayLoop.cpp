@@ -1,0 +1,97 @@
+#include "replay/ReplayLoop.hpp"
+
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <vector>
+
+#include "logfile/ErrorText.hpp"
+#include "logservice/log.h"
+#include "ostrel/data_manager.hpp"
+#include "ostrel/ostrel.h"
+#include "registry/LogTag.hpp"
+#include "replay/Interruption.hpp"
+
+ReplayLoop::ReplayLoop(OstrelEnv& environment, LogFile::IExport* exporter)
+    : env(environment), newLog(exporter) {}
+
+int ReplayLoop::run() {
+  int result = 0;
+  while ((result = readSample()) >= 0) {
+    // Asked only when there is a sample: a signal behind the last step has nothing to cut short.
+    if (const int signal = Interruption::signal(); signal != 0) {
+      log_print(LOG_TAG, LOG_WARNING, "Replay interrupted by signal %i after step %i", signal, last);
+      return signal;
+    }
+    warnOfJump();
+    replayEvents();
+    runStep();
+    last = env.data->index;
+    usleep(1);
+  }
+  if (result == -ENODATA) {
+    log_print(LOG_TAG, LOG_INFO, "Reached end of replay");
+  } else {
+    log_print(LOG_TAG, LOG_WARNING, "Error on replay data read : %s", errorText(result));
+  }
+  return 0;
+}
+
+/// Reads the next sample: its step index, or why the replay ends. A negative index ends it as well.
+int ReplayLoop::readSample() {
+  const int result = env.data->reader->popSample();
+  return result < 0 ? result : env.data->index;
+}
+
+/// Says when samples are missing in front of the one just read.
+void ReplayLoop::warnOfJump() {
+  ReplayData& data = *env.data;
+  const std::int64_t steps = std::int64_t{data.index} - data.previousIndex;
+  // Nothing is known of what came before the first sample, for which the previous index is 0.
+  if (steps >= 2 && data.previousIndex >= 1) {
+    log_print(LOG_TAG, LOG_WARNING, "Jumped %i steps after iteration %i", static_cast<int>(steps),
+              data.previousIndex);
+  }
+  data.previousIndex = data.index;
+}
+
+/// Makes the API calls recorded for the step.
+void ReplayLoop::replayEvents() {
+  ReplayEvents& events = *env.events;
+  const int stepIndex = env.data->index;
+  std::vector<int> stepInputs;
+  const int result = events.reader->popSample(stepIndex, stepInputs);
+  if (result <= 0) {
+    // Nothing due, or a log that is over, loses nothing; calls met together with the end of the log do.
+    const bool lost = result == -ENODATA ? !stepInputs.empty() : result < 0 && result != -EAGAIN;
+    if (lost) {
+      log_print(LOG_TAG, LOG_WARNING, "Error on replay event read during step %i : %s", stepIndex,
+                errorText(result));
+    }
+    return;
+  }
+  for (const int input : stepInputs) {
+    if (input < 0 || static_cast<std::size_t>(input) >= events.inputs.size()) {
+      log_print(LOG_TAG, LOG_WARNING, "No API input number %i, call skipped during step %i", input,
+                stepIndex);
+      continue;
+    }
+    events.inputs[static_cast<std::size_t>(input)]->apply();
+  }
+}
+
+/// Runs the library on the sample, and records the step in the new log.
+void ReplayLoop::runStep() {
+  // After the events, so the library sees this step's calls; before the step, so it sees its sensors.
+  std::memcpy(Dravon3::data_manager(), &env.sensors, sizeof(env.sensors));
+  OSTREL_process();
+  if (newLog == nullptr) return;
+  const int result = newLog->step();
+  if (result < 0 && result != -ENOENT) {
+    log_print(LOG_TAG, LOG_ERR, "Error exporting replay at index %i : %s", env.data->index,
+              errorText(result));
+  }
+}
