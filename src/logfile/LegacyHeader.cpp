@@ -48,8 +48,8 @@ std::optional<std::int32_t> parseArgumentCount(const std::string& text) {
 /// The line of a key that this kind of log can't do without; null, with the fault remarked, when it has
 /// none.
 const LegacyHeaderEntry* require(const LegacyHeader& header, const char* key, Remarks& remarks) {
-  const auto found = header.entries.find(key);
-  if (found != header.entries.end()) return &found->second;
+  const auto found = header.headerEntries.find(key);
+  if (found != header.headerEntries.end()) return &found->second;
   remarks.push_back({HeaderRemark::KEY_MISSING, key, {}, 0});
   return nullptr;
 }
@@ -74,7 +74,7 @@ LegacyHeader::LegacyHeader(const std::string& text, std::size_t firstLine) {
   for (std::string line; std::getline(lines, line); ++firstLine) {
     LegacyHeaderEntry entry(line, firstLine);
     keys.push_back(entry.name);
-    entries.emplace(keys.back(), std::move(entry));
+    headerEntries.emplace(keys.back(), std::move(entry));
   }
 }
 
@@ -83,8 +83,8 @@ bool LegacyHeader::isOfEvents() const {
 }
 
 std::string LegacyHeader::firstValue(const std::string& key) const {
-  const auto found = entries.find(key);
-  if (found == entries.end() || found->second.values.empty()) return {};
+  const auto found = headerEntries.find(key);
+  if (found == headerEntries.end() || found->second.values.empty()) return {};
   return found->second.values.front();
 }
 
@@ -93,7 +93,8 @@ ParsedHeader<ContinuousFormat> ContinuousFormat::parse(const LegacyHeader& heade
   ParsedHeader<ContinuousFormat> parsed;
   Remarks& remarks = parsed.remarks;
   if (header.isOfEvents()) {
-    remarks.push_back({HeaderRemark::EVENTS_FOR_CONTINUOUS, TYPE, EVENTS, header.entries.at(TYPE).line});
+    remarks.push_back(
+        {HeaderRemark::EVENTS_FOR_CONTINUOUS, TYPE, EVENTS, header.headerEntries.at(TYPE).line});
   }
   const LegacyHeaderEntry* titles = require(header, TITLES, remarks);
   if (titles == nullptr) return parsed;
@@ -113,7 +114,7 @@ ParsedHeader<ContinuousFormat> ContinuousFormat::parse(const LegacyHeader& heade
     remarks.push_back({HeaderRemark::KEY_MISSING, TITLES, {}, titles->line});
     return parsed;
   }
-  parsed.format.reset(new ContinuousFormat(header));
+  parsed.format.reset(new ContinuousFormat);
   parsed.format->entries = titles->values;
   return parsed;
 }
@@ -135,9 +136,9 @@ ParsedHeader<EventFormat> EventFormat::parse(const LegacyHeader& header) {
   for (const char* key : {TITLES, TYPES, NENTRIES, ARG_NB, ARG_LIST}) {
     if (require(header, key, remarks) == nullptr) return parsed;
   }
-  std::unique_ptr<EventFormat> format(new EventFormat(header));
-  format->entries = header.entries.at(TITLES).values;
-  const LegacyHeaderEntry& counts = header.entries.at(ARG_NB);
+  std::unique_ptr<EventFormat> format(new EventFormat);
+  format->entries = header.headerEntries.at(TITLES).values;
+  const LegacyHeaderEntry& counts = header.headerEntries.at(ARG_NB);
   for (const std::string& text : counts.values) {
     const std::optional<std::int32_t> count = parseArgumentCount(text);
     if (!count) {
@@ -146,7 +147,7 @@ ParsedHeader<EventFormat> EventFormat::parse(const LegacyHeader& header) {
     }
     format->argCounts.push_back(*count);
   }
-  format->cutArgumentNames(header.entries.at(ARG_LIST).values);
+  format->cutArgumentNames(header.headerEntries.at(ARG_LIST).values);
   parsed.format = std::move(format);
   return parsed;
 }

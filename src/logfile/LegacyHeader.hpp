@@ -36,8 +36,8 @@ struct LegacyHeader {
   /// The first value of `key`, or the empty text when the header has none.
   std::string firstValue(const std::string& key) const;
 
-  std::map<std::string, LegacyHeaderEntry> entries;  ///< by key; the first line of a key wins
-  std::vector<std::string> keys;                     ///< of all lines in their order, repeated ones too
+  std::map<std::string, LegacyHeaderEntry> headerEntries;  ///< by key; the first line of a key wins
+  std::vector<std::string> keys;  ///< of all lines in their order, repeated ones too
 };
 
 /// What parsing a header found to say.
@@ -62,7 +62,7 @@ struct HeaderRemark {
 /// The names that a legacy log is read by.
 class LegacyFormat {
  public:
-  explicit LegacyFormat(const LegacyHeader& header) : headerEntries(header.entries) {}
+  LegacyFormat() = default;
   LegacyFormat(const LegacyFormat&) = delete;
   LegacyFormat& operator=(const LegacyFormat&) = delete;
   virtual ~LegacyFormat() = default;
@@ -74,8 +74,6 @@ class LegacyFormat {
   /// The argument names of the API at position `i` of getEntries(); empty for an API without any, and for
   /// every position in a continuous log.
   virtual const std::vector<std::string>& getSubEntries(int i) const = 0;
-
-  std::map<std::string, LegacyHeaderEntry> headerEntries;  ///< by key
 };
 
 /// What parsing a header gives: a format, or the fault that it has.
@@ -99,7 +97,7 @@ class ContinuousFormat : public LegacyFormat {
   const std::vector<std::string>& getSubEntries(int i) const override;
 
  private:
-  using LegacyFormat::LegacyFormat;
+  ContinuousFormat() = default;
 
   std::vector<std::string> entries;
 };
@@ -119,7 +117,7 @@ class EventFormat : public LegacyFormat {
   std::size_t countedApis() const { return argCounts.size(); }
 
  private:
-  using LegacyFormat::LegacyFormat;
+  EventFormat() = default;
 
   void cutArgumentNames(const std::vector<std::string>& argumentNames);
 

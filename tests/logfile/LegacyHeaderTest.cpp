@@ -39,8 +39,8 @@ INSTANTIATE_ROWS(LegacyHeaderLine, HEADER_LINES);
 TEST(LegacyHeader, KeepsTheFirstLineOfAKeyAndItsPlace) {
   const LegacyHeader header("a : 1\nb\na : 2\n", 7);
   EXPECT_EQ(header.firstValue("a"), "1");
-  EXPECT_EQ(header.entries.at("a").line, 7U);
-  EXPECT_EQ(header.entries.at("b").line, 8U);
+  EXPECT_EQ(header.headerEntries.at("a").line, 7U);
+  EXPECT_EQ(header.headerEntries.at("b").line, 8U);
   EXPECT_THAT(header.keys, ElementsAre("a", "b", "a"));
 }
 
