@@ -9,12 +9,13 @@
 #include <memory>
 #include <numeric>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "logfile/LegacyFile.hpp"
 #include "logfile/LegacyReader.hpp"
 #include "logfile/TlmbReader.hpp"
-#include "ostrelLog/verbs/Make.hpp"
+#include "ostrelLog/FlightFiles.hpp"
 #include "registry/Introspect.hpp"
 #include "support/TestFolder.hpp"
 #include "telemetry/blackbox_writer.hpp"
@@ -41,11 +42,11 @@ struct Sensors {
 /// A made flight of 20,000 samples, and the same samples as a blackbox log.
 struct Logs {
   Logs() {
-    FlightOptions options;
+    logtool::FlightOptions options;
     options.name = folder.path("flight");
     options.seconds = 20;
     options.rate = 1000;
-    if (makeFlight(options) != 0) std::abort();
+    if (!std::holds_alternative<logtool::MadeFlight>(makeFlight(options))) std::abort();
     Sensors sensors;
     std::unique_ptr<LogFile::IReader> reader(
         LegacyReader::create(sensors.registry, LogFile::CONTENTS_CONTINUOUS));

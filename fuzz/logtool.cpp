@@ -7,6 +7,10 @@
 
 namespace {
 
+using logtool::Diff;
+using logtool::ExitStatus;
+using logtool::Info;
+
 /// Takes whatever is written, and drops it.
 class Nowhere : public std::streambuf {
   int overflow(int byte) override { return traits_type::not_eof(byte); }
@@ -20,26 +24,27 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   std::cout.rdbuf(&nowhere);
   std::cerr.rdbuf(&nowhere);
 
-  InfoOptions info;
-  info.files = {inputFile(bytes, size)};
-  info.columns = true;
-  const int state = describeLogs(info);
-  REQUIRE(state == 0 || state == 1 || state == 3);
-  info.json = true;
-  REQUIRE(describeLogs(info) == state);
+  Info info;
+  info.options.files = {inputFile(bytes, size)};
+  info.options.columns = true;
+  const ExitStatus state = info.run();
+  REQUIRE(state == ExitStatus::WHOLE || state == ExitStatus::UNREADABLE || state == ExitStatus::NOT_WHOLE);
+  info.options.json = true;
+  REQUIRE(info.run() == state);
 
-  // A log is the same as itself, or can't be compared.
-  DiffOptions diff;
-  diff.fileA = diff.fileB = info.files[0];
-  for (diff.byRecord = false;; diff.byRecord = true) {
-    const int same = diffLogs(diff);
-    REQUIRE(same == 0 || same == EXIT_TROUBLE);
-    REQUIRE(state == 0 || same == EXIT_TROUBLE);
-    if (diff.byRecord) break;
+  // A log is the same as itself, or cannot be compared.
+  Diff diff;
+  diff.options.files = {info.options.files[0], info.options.files[0]};
+  logtool::CompareOptions& comparison = diff.options.comparison;
+  for (const bool byRecord : {false, true}) {
+    comparison.byRecord = byRecord;
+    const ExitStatus same = diff.run();
+    REQUIRE(same == ExitStatus::SAME || same == ExitStatus::TROUBLE);
+    REQUIRE(state == ExitStatus::WHOLE || same == ExitStatus::TROUBLE);
   }
-  diff.tolerance = 0.5;
-  diff.only = likelyKeys(bytes, size);
-  const int alike = diffLogs(diff);
-  REQUIRE(alike == 0 || alike == EXIT_TROUBLE);
+  comparison.tolerance = 0.5;
+  comparison.selection.only = likelyKeys(bytes, size);
+  const ExitStatus alike = diff.run();
+  REQUIRE(alike == ExitStatus::SAME || alike == ExitStatus::TROUBLE);
   return 0;
 }

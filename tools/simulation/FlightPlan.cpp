@@ -6,6 +6,8 @@
 
 #include "ostrel/follow_me.hpp"
 
+namespace simulation {
+
 namespace {
 
 constexpr double HIGHEST_ALTITUDE = 8.0;  // m: above the reach of both range sensors
@@ -94,3 +96,5 @@ std::vector<ApiCall> planFlight(int steps, int rate) {
   schedule.calls.back().step = steps;
   return std::move(schedule.calls);
 }
+
+}  // namespace simulation

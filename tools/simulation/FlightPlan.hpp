@@ -4,6 +4,8 @@
 
 #include "logfile/ApiCall.hpp"
 
+namespace simulation {
+
 /// Where simulated flights start, and what their GPS and home positions count from.
 namespace FlightOrigin {
 constexpr double LATITUDE = 45.0;                        ///< degrees
@@ -22,3 +24,5 @@ constexpr double METRES_PER_DEGREE_LONGITUDE = 78847.0;  ///< at that latitude
 /// The last call stands at step `steps`, one beyond the last sample. A replay drops the calls of the step
 /// that meets the end of the event log, and no sample ever asks for that one.
 std::vector<ApiCall> planFlight(int steps, int rate);
+
+}  // namespace simulation

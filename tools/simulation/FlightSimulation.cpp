@@ -7,6 +7,8 @@
 
 #include "simulation/FlightPlan.hpp"
 
+namespace simulation {
+
 namespace {
 
 constexpr std::int64_t NANOSECONDS = 1'000'000'000;  // in a second
@@ -322,3 +324,5 @@ void FlightSimulation::measureOpticalFlow(sensor_optical_flow_data& flow) {
   flow.nb_valid_zones = static_cast<std::uint32_t>((sharp ? 14.0 : 3.0) + noise.bell(0.7));
   flow.defined = sharp ? 1 : 0;
 }
+
+}  // namespace simulation

@@ -8,6 +8,8 @@
 #include "simulation/Vector3.hpp"
 #include "simulation/VehicleMotion.hpp"
 
+namespace simulation {
+
 /// A vehicle in flight and what its sensors say of it, step by step.
 ///
 /// Rate, seed and calls determine every value, to the bit and on every machine: chance comes from the seed
@@ -70,3 +72,5 @@ class FlightSimulation {
   Vector3 stereoCameraDrift;     // m
   Vector3 cameraOffset;          // rad
 };
+
+}  // namespace simulation

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <random>
 
+namespace simulation {
+
 /// The source of all chance in a simulated flight.
 ///
 /// One seed gives one sequence, on every machine: the generator is fixed by the language, its distributions
@@ -35,3 +37,5 @@ class Noise {
  private:
   std::mt19937_64 generator;
 };
+
+}  // namespace simulation

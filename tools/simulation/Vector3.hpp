@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+namespace simulation {
+
 /// A vector of three coordinates. The simulation uses two frames: the ground's, with axes north, east and
 /// down, and the vehicle's body, with axes forward, right and down.
 struct Vector3 {
@@ -46,3 +48,5 @@ struct BodyAxes {
     return {dot(forward, ground), dot(right, ground), dot(down, ground)};
   }
 };
+
+}  // namespace simulation

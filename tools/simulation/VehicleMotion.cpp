@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+namespace simulation {
+
 namespace {
 
 constexpr double LONGEST_STEP = 0.002;           // s: every lag below is much slower
@@ -134,3 +136,5 @@ void VehicleMotion::spinMotors(double seconds) {
     if (wanted == 0.0 && level < 0.02) level = 0.0;  // friction stops it
   }
 }
+
+}  // namespace simulation

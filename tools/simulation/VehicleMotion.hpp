@@ -6,6 +6,8 @@
 #include "logfile/ApiCall.hpp"
 #include "simulation/Vector3.hpp"
 
+namespace simulation {
+
 /// How a simulated quadcopter moves under the calls it receives. Positions and velocities are in the
 /// ground's frame, in metres and seconds, with the take-off point as the origin.
 class VehicleMotion {
@@ -51,3 +53,5 @@ class VehicleMotion {
   double lift = 1.0;               // motor level that carries the vehicle; 1 in hovering
   std::array<double, 4> motorLevels{};
 };
+
+}  // namespace simulation

@@ -1,16 +1,19 @@
-#include "ostrelLog/Report.hpp"
+#include "ostrelLog/Output.hpp"
 
 #include <algorithm>
 #include <iostream>
 
-bool report(const std::string& where, const std::string& reason) {
-  std::cerr << "ostrelLog: " << printable(where) << ": " << printable(reason) << std::endl;
-  return false;
+namespace logtool {
+
+void report(const Fault& fault) {
+  std::cerr << "ostrelLog: " << printable(fault.where) << ": " << printable(fault.reason) << std::endl;
 }
 
 bool finishOutput() {
   std::cout.flush();
-  return std::cout.good() || report("standard output", "could not be written");
+  if (std::cout.good()) return true;
+  report({"standard output", "could not be written"});
+  return false;
 }
 
 std::string printable(std::string text) {
@@ -21,3 +24,5 @@ std::string printable(std::string text) {
   std::replace_if(text.begin(), text.end(), isControl, '?');
   return text;
 }
+
+}  // namespace logtool

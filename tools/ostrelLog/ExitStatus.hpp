@@ -1,0 +1,27 @@
+#pragma once
+
+namespace logtool {
+
+/// The exit statuses of all verbs. Scripts rely on these numbers. Each verb has names of its own for them,
+/// so one number appears several times.
+enum class ExitStatus {
+  // every verb
+  HELP = 0,   ///< the help text was asked for and written
+  USAGE = 2,  ///< wrong usage: an unknown option, a value out of range
+
+  // make
+  MADE = 0,
+  NOT_MADE = 1,  ///< a file could not be written
+
+  // info
+  WHOLE = 0,       ///< every log is whole
+  UNREADABLE = 1,  ///< at least one file could not be read, or is no log
+  NOT_WHOLE = 3,   ///< every file could be read, at least one is cut or damaged
+
+  // diff
+  SAME = 0,
+  DIFFERENT = 1,
+  TROUBLE = 2,  ///< a log is unreadable, cut or damaged, or there is nothing to compare
+};
+
+}  // namespace logtool

@@ -1,0 +1,157 @@
+#include "ostrelLog/FlightFiles.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <filesystem>
+#include <limits>
+#include <optional>
+#include <system_error>
+#include <vector>
+
+#include "logfile/LegacyWriter.hpp"
+#include "logfile/OutputFile.hpp"
+#include "registry/DataRegistry.hpp"
+#include "registry/Introspect.hpp"
+#include "simulation/FlightPlan.hpp"
+#include "simulation/FlightSimulation.hpp"
+
+namespace logtool {
+
+namespace {
+
+constexpr double LONGEST_SECONDS = 100.0 * 3600.0;
+constexpr int HIGHEST_RATE = 10'000;
+// Steps are counted in an int, and the number behind the last step must fit too.
+constexpr double MOST_STEPS = std::numeric_limits<int>::max();
+
+/// The flight's steps, rounded to the nearest number; at least one.
+double stepCount(const FlightOptions& options) {
+  return std::max(1.0, std::floor(options.seconds * options.rate + 0.5));
+}
+
+/// Whether a header's value would end at this character.
+bool endsValue(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  return byte <= ' ' || byte == 0x7F || c == ',' || c == ':';
+}
+
+/// The fault that the result of an operation on the file stands for; none for a success.
+std::optional<Fault> faultOf(const OutputFile& file, int result) {
+  if (result >= 0) return std::nullopt;
+  return Fault{file.path, std::generic_category().message(-result)};
+}
+
+/// The sensors of one step, registered under the names that a replay gives them.
+struct SensorColumns {
+  SensorColumns() {
+    registry.reg<int>("index", &index);
+    Registrator registrator(registry);
+    introspect<sensors_data, Registrator>(registrator, sensors, "inputs.sensors");
+    registry.freeze();
+  }
+
+  int index = 0;
+  sensors_data sensors{};
+  DataRegistry registry;
+};
+
+/// The two logs while they are written.
+class FlightFiles {
+ public:
+  explicit FlightFiles(const FlightOptions& flightOptions)
+      : options(flightOptions),
+        steps(static_cast<int>(stepCount(options))),
+        calls(simulation::planFlight(steps, options.rate)),
+        samplesFile(options.name + ".cont"),
+        callsFile(options.name + ".events"),
+        samples(columns.registry) {}
+
+  std::optional<Fault> write() {
+    if (auto fault = begin()) return fault;
+    if (auto fault = writeCalls()) return fault;
+    if (auto fault = writeSamples()) return fault;
+    return keep();
+  }
+
+  MadeFlight made() const {
+    return {samplesFile.path, callsFile.path, steps, samples.columnCount(), calls.size()};
+  }
+
+ private:
+  std::optional<Fault> begin() {
+    const LogOrigin origin{
+        "simulated flight, " + std::to_string(steps) + " steps, seed " + std::to_string(options.seed),
+        options.rate, options.variant};
+    // Both are opened before anything is written, so that a wrong path is noticed at once.
+    if (auto fault = faultOf(samplesFile, samplesFile.open())) return fault;
+    if (auto fault = faultOf(callsFile, callsFile.open())) return fault;
+    if (auto fault = faultOf(samplesFile, samples.begin(samplesFile, origin))) return fault;
+    return faultOf(callsFile, events.begin(callsFile, origin));
+  }
+
+  std::optional<Fault> writeCalls() {
+    for (const ApiCall& call : calls) {
+      const int result = events.write(call);
+      if (result == -ENOSYS) {
+        return Fault{callsFile.path, "step " + std::to_string(call.step) +
+                                         ": the flight-control library has no call " + call.signature()};
+      }
+      if (auto fault = faultOf(callsFile, result)) return fault;
+    }
+    return std::nullopt;
+  }
+
+  std::optional<Fault> writeSamples() {
+    simulation::FlightSimulation flight(options.rate, options.seed);
+    auto next = calls.begin();
+    for (columns.index = 0; columns.index < steps; ++columns.index) {
+      for (; next != calls.end() && next->step <= columns.index; ++next) flight.call(*next);
+      flight.step(columns.sensors);
+      if (auto fault = faultOf(samplesFile, samples.write())) return fault;
+    }
+    return std::nullopt;
+  }
+
+  /// Closes both files before either is kept: half a flight is of no use.
+  std::optional<Fault> keep() {
+    if (auto fault = faultOf(samplesFile, samplesFile.close())) return fault;
+    if (auto fault = faultOf(callsFile, callsFile.close())) return fault;
+    samplesFile.keep();
+    callsFile.keep();
+    return std::nullopt;
+  }
+
+  const FlightOptions& options;
+  const int steps;
+  const std::vector<ApiCall> calls;
+  SensorColumns columns;
+  OutputFile samplesFile;
+  OutputFile callsFile;
+  LegacyContinuousWriter samples;
+  LegacyEventWriter events;
+};
+
+}  // namespace
+
+std::string optionsFault(const FlightOptions& options) {
+  if (std::filesystem::path(options.name).filename().empty()) return "NAME: must name a file";
+  // Written so that NaN fails too.
+  if (!(options.seconds > 0.0 && options.seconds <= LONGEST_SECONDS)) {
+    return "--seconds: must be more than 0 and at most 360000";
+  }
+  if (options.rate < 1 || options.rate > HIGHEST_RATE) return "--rate: must be from 1 to 10000";
+  if (stepCount(options) > MOST_STEPS) return "--seconds: more than 2147483647 steps at this rate";
+  if (options.variant.empty() || std::any_of(options.variant.begin(), options.variant.end(), endsValue)) {
+    return "--variant: must be a word without blanks, ',', ':' and control characters";
+  }
+  return {};
+}
+
+std::variant<MadeFlight, Fault> makeFlight(const FlightOptions& options) {
+  FlightFiles files(options);
+  if (auto fault = files.write()) return *fault;
+  return files.made();
+}
+
+}  // namespace logtool

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+namespace logtool {
+
+/// Why something could not be done. Operations hand it back as a value; the verb decides what it means and
+/// reports it.
+struct Fault {
+  std::string where;   ///< a file, an option or a stream
+  std::string reason;  ///< text for a person
+};
+
+/// Writes "ostrelLog: WHERE: REASON" on standard error, in one line.
+void report(const Fault& fault);
+
+/// Flushes standard output. Returns false, after a report, when not everything could be written.
+bool finishOutput();
+
+/// Returns the text with every control character replaced by '?'. Names and paths in a log come from
+/// outside; printed as they are, they could steer the terminal.
+std::string printable(std::string text);
+
+}  // namespace logtool

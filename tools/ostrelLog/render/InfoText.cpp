@@ -1,0 +1,123 @@
+#include "ostrelLog/render/InfoText.hpp"
+
+#include <algorithm>
+#include <iomanip>
+#include <map>
+#include <ostream>
+#include <string>
+#include <utility>
+
+#include "logfile/scan/ElementType.hpp"
+#include "ostrelLog/Output.hpp"
+
+namespace logtool {
+
+namespace {
+
+std::string counted(std::uint64_t count, const std::string& noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+/// The types of the variables, each with its number of variables, the most frequent one first.
+std::string typeCounts(const std::vector<telemetry::VarDesc>& variables) {
+  std::map<std::string, std::size_t> counts;
+  for (const telemetry::VarDesc& variable : variables) ++counts[typeName(variable)];
+  std::vector<std::pair<std::string, std::size_t>> sorted(counts.begin(), counts.end());
+  std::stable_sort(sorted.begin(), sorted.end(),
+                   [](const auto& a, const auto& b) { return a.second > b.second; });
+  std::string text;
+  for (const auto& [type, count] : sorted) {
+    text += (text.empty() ? "" : ", ") + std::to_string(count) + " " + type;
+  }
+  return text;
+}
+
+const char* kindText(LogKind kind) {
+  switch (kind) {
+    case LogKind::CONTINUOUS: return "legacy continuous log";
+    case LogKind::EVENTS: return "legacy event log";
+    default: return "blackbox log";
+  }
+}
+
+/// Starts an output row with its label.
+std::ostream& row(std::ostream& out, const char* label) {
+  return out << "  " << std::left << std::setw(11) << label << std::right;
+}
+
+void writeBackwards(std::ostream& out, const IndexSummary& records) {
+  if (records.backwards > 0) out << ", going back " << counted(records.backwards, "time");
+  out << "\n";
+}
+
+void writeGaps(std::ostream& out, const IndexSummary& records) {
+  row(out, "gaps");
+  const char* separator = "";
+  for (const Gap& gap : records.firstGaps) {
+    out << separator << gap.missing << " after " << gap.after;
+    separator = ", ";
+  }
+  out << (records.gapCount > records.firstGaps.size() ? ", ...\n" : "\n");
+}
+
+void writeIndex(std::ostream& out, const IndexSummary& records) {
+  if (records.count == 0) return;
+  row(out, "index") << records.first << " to " << records.last;
+  if (records.gapCount == 0) {
+    out << ", no gaps";
+  } else {
+    out << ", " << counted(records.gapCount, "gap") << ", " << counted(records.missing, "step")
+        << " missing, the largest of " << records.largest.missing << " after " << records.largest.after;
+  }
+  if (records.repeated > 0) out << ", repeated " << counted(records.repeated, "time");
+  writeBackwards(out, records);
+  if (records.gapCount > 0) writeGaps(out, records);
+}
+
+/// The variables, records and indices of a continuous log or of a section.
+void writeLayout(std::ostream& out, const LayoutSummary& part, bool everyColumn) {
+  const RecordLayout& layout = part.layout;
+  row(out, layout.name.empty() ? "columns" : "variables")
+      << layout.variables.size() << ": " << typeCounts(layout.variables) << "\n";
+  if (everyColumn) {
+    for (const telemetry::VarDesc& variable : layout.variables) {
+      out << "    " << std::left << std::setw(8) << typeName(variable) << " " << std::right
+          << printable(variable.name) << "\n";
+    }
+  }
+  row(out, "records") << part.records.count << (layout.hasIndex ? "\n" : ", without an index\n");
+  if (layout.hasIndex) writeIndex(out, part.records);
+}
+
+void writeCalls(std::ostream& out, const LogSummary& log) {
+  row(out, "calls") << log.records.count;
+  if (log.records.count > 0) out << ", steps " << log.records.first << " to " << log.records.last;
+  writeBackwards(out, log.records);
+  for (const LayoutSummary& api : log.layouts) {
+    out << std::setw(11) << api.records.count << "  " << printable(api.layout.name) << "(";
+    const char* separator = "";
+    for (const telemetry::VarDesc& argument : api.layout.variables) {
+      out << separator << printable(argument.name);
+      separator = ", ";
+    }
+    out << ")\n";
+  }
+}
+
+}  // namespace
+
+void writeText(std::ostream& out, const LogSummary& log, bool everyColumn) {
+  out << printable(log.file) << ": " << kindText(log.kind) << "\n";
+  row(out, "variant") << (log.variant.empty() ? "not named" : printable(log.variant)) << "\n";
+  if (log.kind == LogKind::EVENTS) {
+    writeCalls(out, log);
+  } else {
+    for (const LayoutSummary& part : log.layouts) {
+      if (log.kind == LogKind::BLACKBOX) row(out, "section") << printable(part.layout.name) << "\n";
+      writeLayout(out, part, everyColumn);
+    }
+  }
+  row(out, "end") << log.end.text() << "\n";
+}
+
+}  // namespace logtool

@@ -1,0 +1,38 @@
+#include "ostrelLog/summary/LogSummary.hpp"
+
+#include <map>
+
+namespace logtool {
+
+void IndexSummary::add(std::int64_t index) {
+  if (count++ == 0) {
+    first = index;
+  } else if (index == last) {
+    ++repeated;
+  } else if (index < last) {
+    ++backwards;
+  } else if (index - last > 1) {
+    const Gap gap{last, static_cast<std::uint64_t>(index - last - 1)};
+    ++gapCount;
+    missing += gap.missing;
+    if (gap.missing > largest.missing) largest = gap;
+    if (firstGaps.size() < GAPS_LISTED) firstGaps.push_back(gap);
+  }
+  last = index;
+}
+
+LogSummary summarize(LogSource& log) {
+  LogSummary summary{log.file, log.kind, {}, {}, {}, {}};
+  std::map<const RecordLayout*, IndexSummary> byLayout;
+  for (Record record{}; log.next(record);) {
+    summary.records.add(record.index);
+    byLayout[record.layout].add(record.index);
+  }
+  // Only at the end: a blackbox log names its variant and its sections as it is read.
+  summary.variant = log.variant;
+  for (const auto& layout : log.layouts()) summary.layouts.push_back({*layout, byLayout[layout.get()]});
+  summary.end = log.end();
+  return summary;
+}
+
+}  // namespace logtool
