@@ -27,7 +27,7 @@ std::vector<std::unique_ptr<Verb>> allVerbs() {
 /// Runs the program. `failure` becomes the status for an exception that leaves it.
 ExitStatus run(int argc, char** argv, ExitStatus& failure) {
   CLI::App program("Works with the flight logs that ostrelReplay replays.", "ostrelLog");
-  // One help text shows all verbs with their options; each verb's own --help prints the same text.
+  // The program's help shows the options of all verbs at once; each verb takes over the flag for its own.
   program.set_help_flag();
   program.set_help_all_flag("-h,--help", "Print this help and exit");
   program.footer(

@@ -30,12 +30,12 @@ class Schedule {
     calls.push_back({step, std::move(api), std::move(arguments)});
   }
 
-  /// Stands still but for a turn when `forward` is 0, flies ahead otherwise.
+  /// Flies ahead and turns; with `forward` 0, turns on the spot.
   void setVelocity(double forward, double yawRate) {
     call("set_velocity", {{"vx", forward}, {"vy", 0.0}, {"vz", 0.0}, {"yaw_rate", yawRate}});
   }
 
-  /// Sets the home position, which is first known with an error.
+  /// Sets the home position, which is `metresOff` from the true one on each axis.
   void setHome(double metresOff) {
     call("set_home",
          {{"amsl_altitude", FlightOrigin::AMSL_ALTITUDE + metresOff},
@@ -62,7 +62,8 @@ std::vector<ApiCall> planFlight(int steps, int rate) {
   const double warmUp = std::min(0.06 * duration, 10.0);
   const double climb = std::min(0.16 * duration, 10.0);
   const double landing = std::min(0.24 * duration, 30.0);
-  // No higher than the landing has time for: falling off with the square, as slow starts and stops do.
+  // A short flight stays low enough to land in time. A vehicle that speeds up and slows down covers a
+  // distance that grows with the square of the time.
   const double altitude = std::min(HIGHEST_ALTITUDE, 0.14 * landing * landing);
   const double side = (duration - warmUp - climb - landing) / 4.0;
   const double hold = 0.35 * side;
@@ -91,7 +92,7 @@ std::vector<ApiCall> planFlight(int steps, int rate) {
   schedule.wait(0.9 * landing);
   schedule.call("set_motors_armed", {{"armed", 0.0}});
 
-  // Stored beyond the last sample, by the number of its step: see the declaration.
+  // Its step is one beyond the last sample; the declaration says why.
   schedule.setHome(0.0);
   schedule.calls.back().step = steps;
   return std::move(schedule.calls);

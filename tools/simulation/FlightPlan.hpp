@@ -6,7 +6,7 @@
 
 namespace simulation {
 
-/// Where simulated flights start, and what their GPS and home positions count from.
+/// Where simulated flights start. GPS and home positions are computed from here.
 namespace FlightOrigin {
 constexpr double LATITUDE = 45.0;                        ///< degrees
 constexpr double LONGITUDE = 7.0;                        ///< degrees
@@ -21,8 +21,8 @@ constexpr double METRES_PER_DEGREE_LONGITUDE = 78847.0;  ///< at that latitude
 /// Take-off and landing take at most the seconds they need; the square stretches over the rest. A short
 /// flight stays low, so that it has landed before it ends.
 ///
-/// The last call stands at step `steps`, one beyond the last sample. A replay drops the calls of the step
-/// that meets the end of the event log, and no sample ever asks for that one.
+/// The last call has the step `steps`, one beyond the last sample. A replay drops the calls of the step in
+/// which the event log ends; since no sample asks for that step, no call of the flight is lost.
 std::vector<ApiCall> planFlight(int steps, int rate);
 
 }  // namespace simulation

@@ -14,9 +14,9 @@ namespace {
 constexpr std::int64_t NANOSECONDS = 1'000'000'000;  // in a second
 
 constexpr std::int64_t BOOT_SECONDS = 60;               // from boot to the first step
-constexpr std::uint64_t UTC_START = 1'718'452'800'000;  // of the first step, ms
+constexpr std::uint64_t UTC_START = 1'718'452'800'000;  // of the first step, ms since 1970
 constexpr double FULL_CHARGE = 4920.0;                  // mAh
-constexpr double RESERVE = 0.08;              // of the full charge: a flight may outlast the battery
+constexpr double RESERVE = 0.08;              // of the full charge, never drained: long flights go on
 constexpr double GROUND_CLEARANCE = 0.04;     // m from the ground to the range sensors
 constexpr double ULTRASOUND_REACH = 6.0;      // m
 constexpr double ULTRASOUND_FAR_MODE = 2.0;   // m: above, pulses are longer
@@ -29,7 +29,7 @@ constexpr int IDLE_COMMAND = 51;              // 20 % of 255
 
 constexpr Vector3 MAGNETIC_FIELD = {0.224, 0.012, 0.412};  // gauss, in the ground's frame
 
-// What is new in a step.
+// Bits of a record's flags: the sensors that have a new value in this step.
 enum NewMeasure : std::uint32_t {
   NEW_IMU = 1,
   NEW_BARO = 2,
@@ -39,7 +39,7 @@ enum NewMeasure : std::uint32_t {
   NEW_MOTORS = 32,
 };
 
-// Measures a second, at most one in a step.
+// New values of each sensor a second; never more than one in a step.
 constexpr std::int64_t BARO_HERTZ = 50;
 constexpr std::int64_t MAGNETO_HERTZ = 50;
 constexpr std::int64_t GPS_HERTZ = 5;
@@ -55,7 +55,7 @@ constexpr std::int64_t OPTICAL_FLOW_HERTZ = 60;
 // From the picture to its result, in nanoseconds.
 constexpr std::int64_t CAMERA_LATENCY = 35'000'000;
 constexpr std::int64_t CARPET_LATENCY = 60'000'000;
-constexpr std::uint64_t REFERENCE_IMAGES = 12;  // one in so many becomes what the next are compared with
+constexpr std::uint64_t REFERENCE_IMAGES = 12;  // one image in so many becomes the new reference
 
 sensor_vector narrowed(const Vector3& value) {
   return {static_cast<float>(value.x), static_cast<float>(value.y), static_cast<float>(value.z)};
@@ -76,24 +76,37 @@ FlightSimulation::FlightSimulation(int stepRate, std::uint64_t seed)
                      : stepRate <= 500 ? 2
                                        : 1),
       noise(seed) {
-  wander(gyroBias, 0.003, 0.01);
-  wander(accelerometerBias, 0.03, 0.1);
-  wander(gpsError, 0.4, 1.5);
+  noise.wander(gyroBias, 0.003, 0.01);
+  noise.wander(accelerometerBias, 0.03, 0.1);
+  gps.switchOn(noise);
 }
 
 void FlightSimulation::step(sensors_data& sensors) {
-  flyInertialSamples(sensors.imu);
   sensors.flags = NEW_IMU;
-
+  sensors.baro.flags = 0;
+  sensors.tof_vertical.flags = 0;
+  flyInertialSamples(sensors.imu);
   groundRange = (motion.height() + GROUND_CLEARANCE) / motion.axes.down.z;
+  drainBattery();
+  // The sensors measure in a fixed order, since each one's noise continues the same sequence.
+  observeSurroundings(sensors);
+  observeVehicle(sensors);
+  ++stepIndex;
+}
+
+/// Warms the board and drains the battery by the power that the motors take in a step.
+void FlightSimulation::drainBattery() {
   const double load = motorLoad();
   boardTemperature += (24.0 + 16.0 * load - boardTemperature) / (120.0 * rate);
   current = 0.4 + 15.0 * load;  // A
   charge = std::max(RESERVE, charge - current / (3.6 * FULL_CHARGE * rate));
+}
 
-  sensors.baro.flags = 0;
-  sensors.tof_vertical.flags = 0;
-  if (due(BARO_HERTZ)) measurePressure(sensors.baro);
+void FlightSimulation::observeSurroundings(sensors_data& sensors) {
+  if (due(BARO_HERTZ)) {
+    measurePressure(sensors.baro);
+    sensors.flags |= NEW_BARO;
+  }
   if (due(TIME_OF_FLIGHT_HERTZ)) measureTimeOfFlight(sensors.tof_vertical);
   if (due(ULTRASOUND_HERTZ)) measureUltrasound(sensors.us);
   if (due(CARPET_HERTZ)) detectCarpet(sensors.carpet_detection);
@@ -101,12 +114,16 @@ void FlightSimulation::step(sensors_data& sensors) {
   if (due(VERTICAL_CAMERA_HERTZ)) matchFeatures(sensors.vcam_position, verticalCameraDrift, 0.8);
   if (due(STEREO_CAMERA_HERTZ)) matchFeatures(sensors.fstcam_position, stereoCameraDrift, 0.3);
   if (due(OPTICAL_FLOW_HERTZ)) measureOpticalFlow(sensors.vcam_optical_flow);
+}
+
+void FlightSimulation::observeVehicle(sensors_data& sensors) {
   if (due(MAGNETO_HERTZ)) {
     measureMagneticField(sensors.magneto);
     sensors.flags |= NEW_MAGNETO;
   }
   if (due(GPS_HERTZ)) {
-    fixPosition(sensors.gps);
+    const auto sinceStart = static_cast<std::uint64_t>(stepIndex * 1000 / rate);
+    gps.fix(motion, UTC_START + sinceStart, noise, sensors.gps);
     sensors.flags |= NEW_GPS;
   }
   if (due(BATTERY_HERTZ)) {
@@ -117,11 +134,9 @@ void FlightSimulation::step(sensors_data& sensors) {
     measureMotors(sensors.motors);
     sensors.flags |= NEW_MOTORS;
   }
-  if (sensors.baro.flags != 0) sensors.flags |= NEW_BARO;
-  ++stepIndex;
 }
 
-/// Whether a sensor with so many measures a second has a new one in this step.
+/// Whether a sensor with this many values a second has a new one in this step.
 bool FlightSimulation::due(std::int64_t hertz) const {
   return stepIndex == 0 || stepIndex * hertz / rate != (stepIndex - 1) * hertz / rate;
 }
@@ -133,18 +148,7 @@ timespec FlightSimulation::stamp(std::int64_t latency) const {
 }
 
 sensor_vector FlightSimulation::noisy(const Vector3& value, double sigma) {
-  // One after the other: the order in which a call's arguments draw is up to the compiler.
-  const double x = value.x + noise.bell(sigma);
-  const double y = value.y + noise.bell(sigma);
-  const double z = value.z + noise.bell(sigma);
-  return narrowed({x, y, z});
-}
-
-/// Lets every axis wander by itself, no further from 0 than `limit`.
-void FlightSimulation::wander(Vector3& value, double sigma, double limit) {
-  noise.wander(value.x, sigma, -limit, limit);
-  noise.wander(value.y, sigma, -limit, limit);
-  noise.wander(value.z, sigma, -limit, limit);
+  return narrowed(noise.around(value, sigma));
 }
 
 /// Power of the motors as a share of what hovering takes.
@@ -157,8 +161,8 @@ double FlightSimulation::motorLoad() const {
   return load;
 }
 
-/// The sampler and the control step have clocks of their own: now and then a step already finds the first
-/// sample of the next one.
+/// The inertial sampler does not run on the clock of the control steps: now and then, a step also gets the
+/// first sample of the next step.
 void FlightSimulation::flyInertialSamples(sensor_imu_data& imu) {
   const bool oneMore = samplesPerStep > 1 && noise.oneIn(6);
   const int count = samplesPerStep + (oneMore ? 1 : 0) - (sampleInAdvance ? 1 : 0);
@@ -215,7 +219,7 @@ void FlightSimulation::measureMotors(sensor_motors_data& motors) {
   motors.vbat = static_cast<float>(batteryVoltage() + noise.bell(0.02));
 }
 
-/// Without an echo the altitudes are 0.
+/// Beyond its reach there is no echo, and the altitudes are 0.
 void FlightSimulation::measureUltrasound(sensor_us_data& us) {
   us.altitude = 0.0F;
   us.altitude_v2 = 0.0F;
@@ -240,31 +244,6 @@ void FlightSimulation::measureTimeOfFlight(sensor_tof_data& tof) {
   tof.flags = 1;
 }
 
-void FlightSimulation::fixPosition(sensor_gps_data& gps) {
-  wander(gpsError, 0.03, 1.5);
-  const Vector3 position = motion.position + gpsError;
-  gps.location.latitude = FlightOrigin::LATITUDE + position.x / FlightOrigin::METRES_PER_DEGREE_LATITUDE;
-  gps.location.longitude = FlightOrigin::LONGITUDE + position.y / FlightOrigin::METRES_PER_DEGREE_LONGITUDE;
-  gps.location.amsl_altitude = FlightOrigin::AMSL_ALTITUDE - position.z;
-  gps.location.timestamp = UTC_START + static_cast<std::uint64_t>(stepIndex * 1000 / rate);
-
-  noise.wander(horizontalError, 0.01, 0.4, 1.2);
-  noise.wander(verticalError, 0.01, 0.7, 2.0);
-  noise.wander(velocityError, 0.005, 0.1, 0.4);
-  gps.extra_eride.lat_err = static_cast<float>(horizontalError);
-  gps.extra_eride.lon_err = static_cast<float>(horizontalError * 0.9);
-  gps.extra_eride.alt_err = static_cast<float>(verticalError);
-  const sensor_vector velocity = noisy(motion.velocity, 0.05);
-  gps.extra_eride.north_vel = velocity.x;
-  gps.extra_eride.east_vel = velocity.y;
-  gps.extra_eride.up_vel = -velocity.z;
-  gps.extra_eride.vel_sigma = static_cast<float>(velocityError);
-
-  noise.wander(satellites, 0.4, 9.0, 17.0);
-  gps.extra_common.sv_used_cnt = static_cast<int>(satellites);
-  gps.flags = gps.extra_common.sv_used_cnt >= 13 ? 4 : 3;  // with corrections, or a plain fix in space
-}
-
 double FlightSimulation::batteryVoltage() const {
   return 13.8 + 2.8 * charge - 0.022 * current;
 }
@@ -274,14 +253,13 @@ void FlightSimulation::reportBattery(sensor_battery_data& battery) {
   battery.current = static_cast<float>(current + noise.bell(0.1));
   battery.remaining_cap = static_cast<float>(charge * FULL_CHARGE);
   battery.time_to_empty = static_cast<int>(3.6 * charge * FULL_CHARGE / current);  // s
-  // Three constants of the battery: what it was made for, what it holds when full, and its age, none of
-  // which changes in flight.
+  // The design capacity, the capacity when full and the age do not change in flight.
   battery.capacity = 5000;  // mAh
   battery.full_charge_cap = static_cast<float>(FULL_CHARGE);
   battery.cycle_count = 23;
 }
 
-/// The carpet lies at the take-off point. Out of sight, its last place stands.
+/// The carpet lies at the take-off point. While it is out of sight, its last place stays in the record.
 void FlightSimulation::detectCarpet(sensor_carpet_detection_data& carpet) {
   carpet.active = length(motion.position) < CARPET_REACH;
   carpet.nb_targets = 0;
@@ -295,8 +273,8 @@ void FlightSimulation::detectCarpet(sensor_carpet_detection_data& carpet) {
   carpet.ts = stamp(CARPET_LATENCY);
 }
 
-/// The position by features recognised since the last reference image. Below `lowestHeight` there are too
-/// few of them, and the last position stands.
+/// Finds the position by features that are recognised from the last reference image. Below `lowestHeight`
+/// there are too few features, and the last position stays in the record.
 void FlightSimulation::matchFeatures(sensor_vision_position_data& vision, Vector3& drift,
                                      double lowestHeight) {
   const bool tracking = motion.height() >= lowestHeight;
@@ -307,7 +285,7 @@ void FlightSimulation::matchFeatures(sensor_vision_position_data& vision, Vector
     vision.last_ref_image_ts = static_cast<std::uint64_t>((bootNanoseconds - CAMERA_LATENCY) / 1000);  // us
   }
   if (!tracking) return;
-  wander(drift, 0.004, 1.0);
+  noise.wander(drift, 0.004, 1.0);
   vision.position = noisy(motion.position + drift, 0.01);
 }
 
@@ -318,7 +296,7 @@ void FlightSimulation::measureOpticalFlow(sensor_optical_flow_data& flow) {
   // The ground moves against the vehicle, and turns the other way: rad/s.
   flow.optical_flow =
       noisy(Vector3{-speed.x / groundRange, -speed.y / groundRange, -motion.angularRate.z}, 0.01);
-  wander(cameraOffset, 0.0002, 0.02);
+  noise.wander(cameraOffset, 0.0002, 0.02);
   flow.estimated_camera_offset = narrowed(cameraOffset);
   flow.quality_indicator = static_cast<float>((sharp ? 0.85 : 0.2) + noise.bell(0.04));
   flow.nb_valid_zones = static_cast<std::uint32_t>((sharp ? 14.0 : 3.0) + noise.bell(0.7));

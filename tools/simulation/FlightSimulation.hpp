@@ -4,17 +4,18 @@
 
 #include "logfile/ApiCall.hpp"
 #include "registry/SensorRecords.hpp"
+#include "simulation/GpsReceiver.hpp"
 #include "simulation/Noise.hpp"
 #include "simulation/Vector3.hpp"
 #include "simulation/VehicleMotion.hpp"
 
 namespace simulation {
 
-/// A vehicle in flight and what its sensors say of it, step by step.
+/// A vehicle in flight and what its sensors measure, step by step.
 ///
-/// Rate, seed and calls determine every value, to the bit and on every machine: chance comes from the seed
-/// alone, and the arithmetic is that which IEEE 754 fixes (+, -, *, / and the square root). Memory does not
-/// grow with the flight's length.
+/// Rate, seed and calls determine every value to the bit, on every machine: all chance comes from the seed,
+/// and only operations that IEEE 754 defines exactly are used (+, -, *, / and the square root). Memory does
+/// not grow with the flight's length.
 class FlightSimulation {
  public:
   /// `rate` steps a second, 1 or more.
@@ -23,11 +24,15 @@ class FlightSimulation {
   /// Obeys a call before the step that it belongs to.
   void call(const ApiCall& call) { motion.call(call); }
 
-  /// Flies one step and tells what the sensors give at its end. `sensors` is the record of the step before
-  /// (zeroed, before the first one): a sensor without a new measure keeps its last one.
+  /// Flies one step and writes what the sensors measure at its end. `sensors` must hold the record of the
+  /// previous step, or zeros before the first one: a sensor without a new value keeps its last one.
   void step(sensors_data& sensors);
 
  private:
+  void drainBattery();
+  void observeSurroundings(sensors_data& sensors);
+  void observeVehicle(sensors_data& sensors);
+
   bool due(std::int64_t hertz) const;
   timespec stamp(std::int64_t latency) const;
 
@@ -37,14 +42,12 @@ class FlightSimulation {
   void measureMotors(sensor_motors_data& motors);
   void measureUltrasound(sensor_us_data& us);
   void measureTimeOfFlight(sensor_tof_data& tof);
-  void fixPosition(sensor_gps_data& gps);
   void reportBattery(sensor_battery_data& battery);
   void detectCarpet(sensor_carpet_detection_data& carpet);
   void matchFeatures(sensor_vision_position_data& vision, Vector3& drift, double lowestHeight);
   void measureOpticalFlow(sensor_optical_flow_data& flow);
 
   sensor_vector noisy(const Vector3& value, double sigma);
-  void wander(Vector3& value, double sigma, double limit);
   double motorLoad() const;
   double batteryVoltage() const;
 
@@ -61,16 +64,12 @@ class FlightSimulation {
   Vector3 accelerometerBias;       // m/s^2
   double boardTemperature = 24.0;  // degrees Celsius
   double groundRange = 0.0;        // m along the body's axis, from the sensors under the body
-  Vector3 gpsError;                // m, slowly wandering
-  double satellites = 13.0;
-  double horizontalError = 0.6;  // m, as the GPS receiver estimates it
-  double verticalError = 1.0;    // m
-  double velocityError = 0.15;   // m/s
-  double charge = 0.97;          // of a full battery
-  double current = 0.0;          // A
-  Vector3 verticalCameraDrift;   // m
-  Vector3 stereoCameraDrift;     // m
-  Vector3 cameraOffset;          // rad
+  GpsReceiver gps;
+  double charge = 0.97;         // of a full battery
+  double current = 0.0;         // A
+  Vector3 verticalCameraDrift;  // m
+  Vector3 stereoCameraDrift;    // m
+  Vector3 cameraOffset;         // rad
 };
 
 }  // namespace simulation

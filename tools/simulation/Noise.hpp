@@ -4,12 +4,14 @@
 #include <cstdint>
 #include <random>
 
+#include "simulation/Vector3.hpp"
+
 namespace simulation {
 
 /// The source of all chance in a simulated flight.
 ///
-/// One seed gives one sequence, on every machine: the generator is fixed by the language, its distributions
-/// are not, so that the shaping is done here with arithmetic that every machine rounds alike.
+/// One seed gives the same sequence on every machine. The language fixes the generator but not its
+/// distributions, so the values are shaped here, with arithmetic that every machine rounds alike.
 class Noise {
  public:
   explicit Noise(std::uint64_t seed) : generator(seed) {}
@@ -29,9 +31,25 @@ class Noise {
   /// True once in `many` draws on average.
   bool oneIn(std::uint64_t many) { return generator() % many == 0; }
 
+  /// `value` with a bell-shaped error in each coordinate.
+  Vector3 around(const Vector3& value, double sigma) {
+    // In statements of their own: the compiler chooses the order in which a call's arguments are evaluated.
+    const double x = value.x + bell(sigma);
+    const double y = value.y + bell(sigma);
+    const double z = value.z + bell(sigma);
+    return {x, y, z};
+  }
+
   /// Lets `value` wander by one bell-shaped step, without leaving [low, high].
   void wander(double& value, double sigma, double low, double high) {
     value = std::clamp(value + bell(sigma), low, high);
+  }
+
+  /// Lets each coordinate wander by itself, no further from 0 than `limit`.
+  void wander(Vector3& value, double sigma, double limit) {
+    wander(value.x, sigma, -limit, limit);
+    wander(value.y, sigma, -limit, limit);
+    wander(value.z, sigma, -limit, limit);
   }
 
  private:

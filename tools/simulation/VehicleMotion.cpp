@@ -7,7 +7,7 @@ namespace simulation {
 
 namespace {
 
-constexpr double LONGEST_STEP = 0.002;           // s: every lag below is much slower
+constexpr double LONGEST_STEP = 0.002;           // s, far below every lag of the controller
 constexpr double HALF_TURN = 3.141592653589793;  // rad
 
 constexpr double CLIMB_SPEED = 2.5;         // m/s
@@ -58,8 +58,7 @@ void VehicleMotion::advance(double seconds) {
     turn(seconds / pieces);
   }
   tilt();
-  // Two axes turn toward each other's old place by the same angle; the mean of both cancels the second
-  // order.
+  // The rate around an axis shows in both other axes; their mean cancels the error of second order.
   angularRate = Vector3{dot(axes.right, before.down) - dot(axes.down, before.right),
                         dot(axes.down, before.forward) - dot(axes.forward, before.down),
                         dot(axes.forward, before.right) - dot(axes.right, before.forward)} *
@@ -92,7 +91,7 @@ void VehicleMotion::move(double seconds) {
     }
   }
   if (landed) velocity = {};
-  // Lagging behind, on the ground too, so that the tilt that follows from it never jumps.
+  // The acceleration lags behind, even on the ground: the tilt follows from it and must never jump.
   acceleration = acceleration + (wantedAcceleration - acceleration) * (ACCELERATION_LAG * seconds);
 }
 
@@ -100,8 +99,8 @@ void VehicleMotion::turn(double seconds) {
   const double wantedRate = landed ? 0.0 : wantedYawRate;
   yawRate += (wantedRate - yawRate) * (YAW_LAG * seconds);
   const double angle = yawRate * seconds;
-  // A rotation by twice the arc tangent of half the angle: the same for angles this small, and free of
-  // trigonometric functions, which machines round differently.
+  // Rotates by twice the arc tangent of half the angle, which for such small angles is the angle itself.
+  // Machines round sine and cosine differently; this needs neither.
   const double half = 0.5 * angle;
   const double scale = 1.0 / (1.0 + half * half);
   const double cosine = (1.0 - half * half) * scale;
@@ -114,8 +113,8 @@ void VehicleMotion::turn(double seconds) {
 
 void VehicleMotion::tilt() {
   const Vector3 force = acceleration - Vector3{0.0, 0.0, GRAVITY};
-  // The rotors push along the body's axis, against all of the force but the drag. They are never without
-  // load: the acceleration's limit lies well below gravity.
+  // The rotors push along the body's axis and provide all of the force but the drag. They always carry a
+  // load, because the acceleration's limit lies well below gravity.
   const Vector3 thrust = force + velocity * DRAG;
   axes.down = unit(thrust * -1.0);
   axes.right = unit(cross(axes.down, heading));

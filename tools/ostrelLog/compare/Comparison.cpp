@@ -88,22 +88,31 @@ class Comparison {
         std::memcmp(valuesA + a.offset, valuesB + b.offset, variable.elements * a.stride) == 0) {
       return;
     }
-    std::size_t firstElement = variable.elements;
+    std::optional<std::size_t> firstElement;
     long double largest = 0;
     for (std::size_t i = 0; i < variable.elements; ++i) {
       const long double valueA = a.value(valuesA, i);
       const long double valueB = b.value(valuesB, i);
       if (equal(valueA, valueB)) continue;
+      if (!firstElement) firstElement = i;
       const long double distance = std::fabs(valueA - valueB);
       largest = std::isnan(distance) ? HUGE_VALL : std::max(largest, distance);
-      firstElement = std::min(firstElement, i);
     }
-    if (firstElement == variable.elements) return;
+    if (!firstElement) return;
     count(variable.name, largest);
-    if (result.first) return;
-    const std::string element = variable.elements == 1 ? "" : "[" + std::to_string(firstElement) + "]";
-    setFirst(variable.name + element, {a.shown->print(a.value(valuesA, firstElement)),
-                                       b.shown->print(b.value(valuesB, firstElement))});
+    if (!result.first) setFirst(variable, *firstElement);
+  }
+
+  void setFirst(const SharedVariable& variable, std::size_t element) {
+    const auto text = [element](const Place& place, const LogCursor& log) {
+      return place.shown->print(place.value(log.record.values, element));
+    };
+    const std::string suffix = variable.elements == 1 ? "" : "[" + std::to_string(element) + "]";
+    setFirst(variable.name + suffix, {text(variable.places.a, logs.a), text(variable.places.b, logs.b)});
+  }
+
+  void setFirst(const std::string& what, const LogPair<std::string>& values) {
+    result.first = {logs.a.record.index, what, std::nullopt, values};
   }
 
   bool equal(long double a, long double b) const {
@@ -116,10 +125,6 @@ class Comparison {
     VariableDifference& difference = result.differences[name];
     if (difference.records++ == 0) difference.firstIndex = logs.a.record.index;
     difference.largest = std::fmax(difference.largest, distance);
-  }
-
-  void setFirst(const std::string& what, const LogPair<std::string>& values) {
-    result.first = {logs.a.record.index, what, std::nullopt, values};
   }
 
   /// Without a pair of records, it still counts which variables only one of the logs has.
