@@ -62,6 +62,7 @@ void addApis(const LogSummary& log, Json& object) {
     apis.push_back(std::move(api));
   }
   object["apis"] = std::move(apis);
+  object["unusual"] = log.unusual;
   const IndexSummary& calls = log.records;
   if (calls.count == 0) return;
   object["steps"] = {{"first", calls.first}, {"last", calls.last}, {"backwards", calls.backwards}};

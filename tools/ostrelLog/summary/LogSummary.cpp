@@ -22,7 +22,7 @@ void IndexSummary::add(std::int64_t index) {
 }
 
 LogSummary summarize(LogSource& log) {
-  LogSummary summary{log.file, log.kind, {}, {}, {}, {}};
+  LogSummary summary{log.file, log.kind, {}, {}, {}, {}, {}};
   std::map<const RecordLayout*, IndexSummary> byLayout;
   for (Record record{}; log.next(record);) {
     summary.records.add(record.index);
@@ -31,6 +31,7 @@ LogSummary summarize(LogSource& log) {
   // Only at the end: a blackbox log names its variant and its sections as it is read.
   summary.variant = log.variant;
   for (const auto& layout : log.layouts()) summary.layouts.push_back({*layout, byLayout[layout.get()]});
+  summary.unusual = log.unusual();
   summary.end = log.end();
   return summary;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,8 @@ struct LogSummary {
   std::string variant;   ///< the vehicle's hardware variant; empty when the log names none
   IndexSummary records;  ///< all of them, whatever their layout
   std::vector<LayoutSummary> layouts;
+  std::map<std::string, std::uint64_t>
+      unusual;  ///< calls by what is unusual about them (LogSource::unusual)
   LogEnd end;
 };
 
