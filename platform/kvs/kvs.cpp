@@ -10,6 +10,8 @@
 #include <cstring>
 #include <deque>
 #include <map>
+#include <memory>
+#include <vector>
 
 #include "logservice/log.h"
 #include "settings_file.hpp"
@@ -43,56 +45,42 @@ struct kvs_ctx {
 namespace {
 
 std::vector<kvs_ctx*>& contexts() {
-  // Never destroyed: a context may be released by another static object's destructor.
+  // Never destroyed: the destructor of another static object may still release a context.
   static auto& all = *new std::vector<kvs_ctx*>;
   return all;
 }
 
 void enqueue(kvs_ctx& ctx, const Event& event) {
-  if (ctx.events.size() >= KVS_EVENTS_MAX) {
-    const auto same = std::find_if(ctx.events.begin(), ctx.events.end(), [&](const Event& waiting) {
-      return waiting.kind == event.kind && waiting.key == event.key;
-    });
-    ctx.events.erase(same != ctx.events.end() ? same : ctx.events.begin());
-  }
+  if (ctx.events.size() == KVS_EVENTS_MAX) ctx.events.pop_front();
   ctx.events.push_back(event);
   eventfd_write(ctx.wakeUp.get(), 1);
 }
 
 void call(kvs_ctx* ctx, const Event& event) {
   const auto subscription = ctx->subscriptions.find(event.key);
-  const bool isTaken = subscription != ctx->subscriptions.end() && subscription->second.callback != nullptr;
-  const Listener listener = isTaken ? subscription->second : ctx->listener;
+  const Listener listener = subscription != ctx->subscriptions.end() ? subscription->second : ctx->listener;
   if (listener.callback == nullptr) return;
 
-  if (event.kind == KVS_EVT_STARTED) {
-    listener.callback(ctx, event.kind, nullptr, nullptr, 0, listener.userdata);
-    return;
-  }
+  const bool isChange = event.kind == KVS_EVT_CHANGED;
   const kvs_entry before{event.key.c_str(), &event.before};
   const kvs_entry after{event.key.c_str(), &event.after};
-  listener.callback(ctx, event.kind, &before, &after, 1, listener.userdata);
+  listener.callback(ctx, event.kind, isChange ? &before : nullptr, isChange ? &after : nullptr,
+                    isChange ? 1 : 0, listener.userdata);
 }
 
-/// The loop's callback: delivers the events that wait now. One that a callback brings about waits for the
-/// next round, so that a client that answers each change with a set doesn't keep its loop from returning.
+/// The loop's callback: delivers the events that wait now. Those that the callbacks cause wait for the next
+/// round, so that a client that answers each change with a set doesn't keep its loop from returning.
 void deliver(int fd, uint32_t, void* userdata) {
   auto* ctx = static_cast<kvs_ctx*>(userdata);
   eventfd_t ignored = 0;
   eventfd_read(fd, &ignored);
+  // A callback may stop the context or take it off the loop.
   for (size_t left = ctx->events.size(); left > 0 && !ctx->events.empty() && ctx->loop != nullptr; --left) {
     const Event event = std::move(ctx->events.front());
     ctx->events.pop_front();
     call(ctx, event);
   }
   if (!ctx->events.empty()) eventfd_write(fd, 1);
-}
-
-/// 0 for a value that can be stored, else the result for the one who set it.
-int check(const kvs_value& value) {
-  if (value.type < KVS_TYPE_NONE || value.type > KVS_TYPE_INT) return -EINVAL;
-  const bool isUnterminated = std::memchr(value.text, '\0', sizeof(value.text)) == nullptr;
-  return value.type == KVS_TYPE_STRING && isUnterminated ? -EMSGSIZE : 0;
 }
 
 }  // namespace
@@ -103,13 +91,10 @@ kvs_ctx* kvs_ctx_new_client(kvs_cb callback, void* userdata) {
     log_print("kvs", LOG_ERR, "Can't make a settings client: %s", strerror(errno));
     return nullptr;
   }
-  std::shared_ptr<kvs::SettingsFile> settings;
-  if (contexts().empty()) {
-    const char* name = std::getenv("KVS_FILE");
-    settings = kvs::SettingsFile::open(name == nullptr ? "" : name);
-  } else {
-    settings = contexts().front()->settings;
-  }
+  const char* name = std::getenv("KVS_FILE");
+  std::shared_ptr<kvs::SettingsFile> settings = !contexts().empty()
+                                                    ? contexts().front()->settings
+                                                    : kvs::SettingsFile::open(name != nullptr ? name : "");
   if (settings == nullptr) return nullptr;
   auto* ctx = new kvs_ctx{{callback, userdata}, std::move(settings), std::move(wakeUp)};
   contexts().push_back(ctx);
@@ -132,7 +117,8 @@ int kvs_ctx_evl_loop_unregister(kvs_ctx* ctx, evl_loop* loop) {
 
 int kvs_ctx_subscribe(kvs_ctx* ctx, const char* key, kvs_cb callback, void* userdata) {
   if (ctx == nullptr || key == nullptr || !kvs::isKey(key)) return -EINVAL;
-  ctx->subscriptions.insert_or_assign(key, Listener{callback, userdata});
+  ctx->subscriptions.insert_or_assign(key,
+                                      callback != nullptr ? Listener{callback, userdata} : ctx->listener);
   return 0;
 }
 
@@ -162,20 +148,20 @@ int kvs_ctx_get(kvs_ctx* ctx, const char* key, kvs_value* value) {
   if (value == nullptr) return -EINVAL;
   kvs_value_init(value);
   if (ctx == nullptr || key == nullptr || !kvs::isKey(key)) return -EINVAL;
-  if (ctx->settings->get(key, *value)) return 0;
-  kvs_value_init(value);
-  return -ENOENT;
+  return ctx->settings->get(key, *value) ? 0 : -ENOENT;
 }
 
 int kvs_ctx_set(kvs_ctx* ctx, const char* key, const kvs_value* value) {
   if (ctx == nullptr || key == nullptr || !kvs::isKey(key) || value == nullptr) return -EINVAL;
-  if (const int result = check(*value); result < 0) return result;
+  if (value->type < KVS_TYPE_NONE || value->type > KVS_TYPE_INT) return -EINVAL;
+  const bool isTooLong = strnlen(value->text, sizeof(value->text)) == sizeof(value->text);
+  if (value->type == KVS_TYPE_STRING && isTooLong) return -EMSGSIZE;
 
   Event event{KVS_EVT_CHANGED, key, {}, *value};
-  kvs_ctx_get(ctx, key, &event.before);
-  if (const int result = ctx->settings->set(event.key, *value); result < 0) return result;
+  ctx->settings->get(key, event.before);
+  if (const int result = ctx->settings->set(key, *value); result < 0) return result;
   for (kvs_ctx* client : contexts()) {
-    if (client->started && (client == ctx || client->subscriptions.count(event.key) != 0))
+    if (client->started && (client == ctx || client->subscriptions.count(key) != 0))
       enqueue(*client, event);
   }
   return 0;
@@ -183,25 +169,19 @@ int kvs_ctx_set(kvs_ctx* ctx, const char* key, const kvs_value* value) {
 
 int kvs_ctx_set_string(kvs_ctx* ctx, const char* key, const char* text) {
   if (text == nullptr) return -EINVAL;
-  kvs_value value{};
-  value.type = KVS_TYPE_STRING;
-  const size_t length = strnlen(text, sizeof(value.text));
-  if (length == sizeof(value.text)) return -EMSGSIZE;
-  std::memcpy(value.text, text, length);
+  kvs_value value{KVS_TYPE_STRING, 0, false, {}};
+  // Whole or as much as fits, which then lacks its NUL and is refused.
+  std::memcpy(value.text, text, strnlen(text, sizeof(value.text)));
   return kvs_ctx_set(ctx, key, &value);
 }
 
 int kvs_ctx_set_bool(kvs_ctx* ctx, const char* key, bool boolean) {
-  kvs_value value{};
-  value.type = KVS_TYPE_BOOL;
-  value.boolean = boolean;
+  const kvs_value value{KVS_TYPE_BOOL, 0, boolean, {}};
   return kvs_ctx_set(ctx, key, &value);
 }
 
 int kvs_ctx_set_int(kvs_ctx* ctx, const char* key, int integer) {
-  kvs_value value{};
-  value.type = KVS_TYPE_INT;
-  value.integer = integer;
+  const kvs_value value{KVS_TYPE_INT, integer, false, {}};
   return kvs_ctx_set(ctx, key, &value);
 }
 

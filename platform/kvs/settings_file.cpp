@@ -6,157 +6,133 @@
 #include <syslog.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <sstream>
 
 #include "logservice/log.h"
 
 namespace kvs {
 namespace {
 
-constexpr size_t maximumBytes = size_t{1} << 20;
+// Far above what any program sets; bounds the memory that a wrong file name costs.
+constexpr ssize_t maximumBytes = 1 << 20;
 
 bool isControl(char c) {
   return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
 }
 
 std::string escape(const std::string& text) {
-  constexpr const char* digits = "0123456789ABCDEF";
   std::string escaped;
   for (size_t i = 0; i < text.size(); ++i) {
     const bool isOuterBlank = text[i] == ' ' && (i == 0 || i + 1 == text.size());
-    if (isControl(text[i]) || text[i] == '%' || isOuterBlank) {
-      const auto byte = static_cast<unsigned char>(text[i]);
-      escaped += {'%', digits[byte >> 4], digits[byte & 15]};
-    } else {
-      escaped += text[i];
-    }
+    const bool isPlain = !isControl(text[i]) && text[i] != '%' && !isOuterBlank;
+    char code[4] = {text[i]};
+    if (!isPlain) std::snprintf(code, sizeof(code), "%%%02X", static_cast<unsigned char>(text[i]));
+    escaped += code;
   }
   return escaped;
 }
 
-/// The text that `escaped` stands for. What is no escape gives some other text.
+/// The text that escape() made `escaped` of; any text when it did not.
 std::string unescape(const std::string& escaped) {
   std::string text;
   for (size_t i = 0; i < escaped.size(); ++i) {
-    if (escaped[i] == '%' && escaped.size() - i > 2) {
-      unsigned char byte = 0;
-      std::from_chars(&escaped[i + 1], &escaped[i + 1] + 2, byte, 16);
-      text += static_cast<char>(byte);
-      i += 2;
-    } else {
-      text += escaped[i];
-    }
+    const bool isCode = escaped[i] == '%';
+    text +=
+        isCode ? static_cast<char>(std::strtol(escaped.substr(i + 1, 2).c_str(), nullptr, 16)) : escaped[i];
+    if (isCode) i += 2;
   }
   return text;
 }
 
-std::string formatLine(const std::string& key, const kvs_value& value) {
+std::string encode(const kvs_value& value) {
   switch (value.type) {
-    case KVS_TYPE_BOOL: return "b " + key + (value.boolean ? " true" : " false");
-    case KVS_TYPE_INT: return "i " + key + ' ' + std::to_string(value.integer);
-    default: return "s " + key + (value.text[0] == '\0' ? "" : ' ' + escape(value.text));
+    case KVS_TYPE_BOOL: return value.boolean ? "b true" : "b false";
+    case KVS_TYPE_INT: return "i " + std::to_string(value.integer);
+    default: return value.text[0] == '\0' ? "s" : "s " + escape(value.text);
   }
 }
 
-/// The key of a line that has the shape of a setting, else nothing.
-std::string keyOf(const std::string& line) {
-  if (line.size() < 3 || line[1] != ' ') return {};
-  return line.substr(2, line.find_first_of(" \r", 2) - 2);
-}
-
-/// Reads the value of a line without its line end, whose key is `key`. Only what formatLine() writes is a
-/// setting, so that putting a value back always gives the line that was there.
-bool parseLine(const std::string& line, const std::string& key, kvs_value& value) {
-  const std::string rest = line.size() > key.size() + 3 ? line.substr(key.size() + 3) : "";
-  if (line[0] == 's') {
-    const std::string text = unescape(rest);
+/// Reads what encode() has written; false for anything else.
+bool decode(const std::string& encoded, kvs_value& value) {
+  value = {};
+  const std::string content = encoded.size() > 2 ? encoded.substr(2) : "";
+  if (encoded[0] == 's') {
+    const std::string text = unescape(content);
     if (text.size() >= sizeof(value.text)) return false;
     value.type = KVS_TYPE_STRING;
-    std::memcpy(value.text, text.c_str(), text.size() + 1);
-  } else if (line[0] == 'b') {
+    text.copy(value.text, text.size());
+  } else if (encoded[0] == 'b') {
     value.type = KVS_TYPE_BOOL;
-    value.boolean = rest == "true";
+    value.boolean = content == "true";
   } else {
     value.type = KVS_TYPE_INT;
-    value.integer = 0;
-    std::from_chars(rest.data(), rest.data() + rest.size(), value.integer);
+    std::from_chars(content.data(), content.data() + content.size(), value.integer);
   }
-  return isKey(key) && formatLine(key, value) == line;
+  // One comparison refuses every other way to write a value: wrong letters, leading zeros, bad escapes.
+  return encode(value) == encoded;
 }
 
-/// The line without the carriage return that belongs to its end.
-std::string withoutLineEnd(const std::string& line) {
-  return !line.empty() && line.back() == '\r' ? line.substr(0, line.size() - 1) : line;
-}
-
-/// Whether `line` sets `key`; its value then.
-bool readSetting(const std::string& line, const std::string& key, kvs_value& value) {
-  return keyOf(line) == key && parseLine(withoutLineEnd(line), key, value);
-}
-
-bool isComment(const std::string& line) {
-  const size_t start = line.find_first_not_of(" \t\r");
-  return start == std::string::npos || line[start] == '#';
-}
-
-std::vector<std::string> split(const std::string& bytes) {
-  std::vector<std::string> lines(1);
-  for (const char c : bytes) {
-    if (c == '\n') {
-      lines.emplace_back();
-    } else {
-      lines.back() += c;
-    }
-  }
-  return lines;
-}
-
-std::string join(const std::vector<std::string>& lines) {
+std::string format(const std::map<std::string, std::string>& settings) {
   std::string bytes;
-  for (const std::string& line : lines) {
-    if (&line != lines.data()) bytes += '\n';
-    bytes += line;
+  for (const auto& [key, encoded] : settings) {
+    bytes.append(1, encoded[0]).append(" ").append(key).append(encoded, 1).append("\n");
   }
   return bytes;
 }
 
-int writeAll(int fd, const std::string& bytes) {
+/// Makes `temporary` a file of these bytes, on the disk, with the owner and mode of the file at `path`.
+int writeTemporary(const std::string& temporary, const std::string& path, const std::string& bytes) {
+  // Emptied, because a killed process may have left one behind.
+  const UniqueFd file(
+      ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666));
+  if (file.get() < 0) return -errno;
+  // The owner first: changing it may drop bits of the mode.
+  struct stat old {};
+  if (stat(path.c_str(), &old) == 0 &&
+      (fchown(file.get(), old.st_uid, old.st_gid) != 0 || fchmod(file.get(), old.st_mode & 07777) != 0)) {
+    return -errno;
+  }
   for (size_t done = 0; done < bytes.size();) {
-    const ssize_t written = write(fd, &bytes[done], bytes.size() - done);
+    const ssize_t written = write(file.get(), &bytes[done], bytes.size() - done);
     if (written < 0 && errno != EINTR) return -errno;
     if (written > 0) done += static_cast<size_t>(written);
   }
-  return 0;
+  return fsync(file.get()) == 0 ? 0 : -errno;
+}
+
+/// Gives the file other bytes by a rename, so that a crash at any moment leaves the old file or the new
+/// one.
+int replaceFile(const std::string& path, const std::string& bytes) {
+  const std::string temporary = path + ".tmp";  // beside it: a rename works within one file system only
+  int result = writeTemporary(temporary, path, bytes);
+  if (result == 0 && rename(temporary.c_str(), path.c_str()) != 0) result = -errno;
+  if (result < 0) unlink(temporary.c_str());
+  return result;
 }
 
 }  // namespace
-
-int UniqueFd::close() {
-  const int closing = std::exchange(fd, -1);
-  return closing >= 0 && ::close(closing) != 0 ? -errno : 0;
-}
 
 bool isKey(const std::string& key) {
   return !key.empty() &&
          std::none_of(key.begin(), key.end(), [](char c) { return isControl(c) || c == ' '; });
 }
 
-SettingsFile::SettingsFile(std::string filePath) : path(std::move(filePath)), temporary(path + ".tmp") {}
-
 std::unique_ptr<SettingsFile> SettingsFile::open(const std::string& name) {
-  if (name.empty()) return std::unique_ptr<SettingsFile>(new SettingsFile({}));
+  std::unique_ptr<SettingsFile> file(new SettingsFile);
+  if (name.empty()) return file;
 
-  // From the root and without links: the working directory may change, a link stays one when the file that
-  // it names is replaced, and two names of one file share its lock.
+  // From the root and without links: the working directory may change, a link must stay one when the file
+  // that it names is replaced, and two names of one file must share its lock.
   std::error_code failure;
-  std::filesystem::path resolved = std::filesystem::absolute(name, failure);
-  if (!failure) resolved = std::filesystem::weakly_canonical(resolved, failure);
-  std::unique_ptr<SettingsFile> file(new SettingsFile(failure ? name : resolved.string()));
+  const auto resolved =
+      std::filesystem::weakly_canonical(std::filesystem::absolute(name, failure), failure);
+  file->path = failure ? name : resolved.string();
 
   int result = file->takeLock();
   if (result == -EWOULDBLOCK) {
@@ -168,125 +144,94 @@ std::unique_ptr<SettingsFile> SettingsFile::open(const std::string& name) {
     log_print("kvs", LOG_ERR, "Can't open settings file %s: %s", name.c_str(), strerror(-result));
     return nullptr;
   }
-  file->reportDamage();
   return file;
 }
 
 SettingsFile::~SettingsFile() {
   if (lock.get() < 0) return;
-  if (const std::string bytes = join(lines); bytes != stored) {
-    if (const int result = replaceFile(bytes); result < 0) {
+  if (settings != loaded) {
+    if (const int result = replaceFile(path, format(settings)); result < 0) {
       log_print("kvs", LOG_ERR, "Can't write settings file %s, its settings stay as they were: %s",
                 path.c_str(), strerror(-result));
     }
   }
-  // Before the lock is dropped: whoever gets it now sees that the file it has locked is gone.
+  // While the lock is still held: a process that gets the lock later sees that its file is gone.
   unlink((path + ".lock").c_str());
 }
 
 int SettingsFile::takeLock() {
   const std::string lockPath = path + ".lock";
-  for (int attempt = 0; attempt < 8; ++attempt) {
-    UniqueFd opened(::open(lockPath.c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666));
-    if (opened.get() < 0 || flock(opened.get(), LOCK_EX | LOCK_NB) != 0) return -errno;
+  UniqueFd opened(::open(lockPath.c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666));
+  if (opened.get() < 0 || flock(opened.get(), LOCK_EX | LOCK_NB) != 0) return -errno;
 
-    // The former holder may have removed the file between our opening and our locking it; then its name is
-    // free for a third process, and the lock is worth nothing.
-    struct stat locked {};
-    struct stat named {};
-    if (fstat(opened.get(), &locked) != 0) return -errno;
-    if (stat(lockPath.c_str(), &named) == 0 && named.st_ino == locked.st_ino &&
-        named.st_dev == locked.st_dev) {
-      lock = std::move(opened);
-      return 0;
-    }
-  }
-  return -EWOULDBLOCK;
+  // The former holder may have removed the file between our opening and our locking it. Another process
+  // could then make and lock a new file of that name, so this lock is worth nothing.
+  struct stat status {};
+  if (fstat(opened.get(), &status) != 0) return -errno;
+  if (status.st_nlink == 0) return -EWOULDBLOCK;
+  lock = std::move(opened);
+  return 0;
 }
 
 int SettingsFile::load() {
-  // Non-blocking, so that a named pipe doesn't hold up the start. What is still a link leads nowhere: a
-  // write would put a file in its place.
+  // Non-blocking, so that a named pipe doesn't hold up the start. A path that is still a link leads
+  // nowhere; it is refused, since saving would replace the link.
   const UniqueFd file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
   if (file.get() < 0) return errno == ENOENT ? 0 : -errno;
   struct stat status {};
   if (fstat(file.get(), &status) != 0) return -errno;
-  if (S_ISDIR(status.st_mode)) return -EISDIR;
-  if (!S_ISREG(status.st_mode)) return -EINVAL;
+  if (!S_ISREG(status.st_mode)) return S_ISDIR(status.st_mode) ? -EISDIR : -EINVAL;
+  if (status.st_size > maximumBytes) return -EFBIG;
 
-  std::string bytes;
-  std::array<char, 4096> part{};
-  ssize_t count = 0;
-  while ((count = read(file.get(), part.data(), part.size())) != 0) {
-    if (count < 0 && errno != EINTR) return -errno;
-    if (count > 0) bytes.append(part.data(), static_cast<size_t>(count));
-    if (bytes.size() > maximumBytes) return -EFBIG;
-  }
-  lines = split(bytes);
-  stored = std::move(bytes);
-  return 0;
-}
+  std::string bytes(static_cast<size_t>(status.st_size), '\0');
+  const ssize_t count = read(file.get(), bytes.data(), bytes.size());
+  // A part of the settings would be saved as all of them.
+  if (count != status.st_size) return count < 0 ? -errno : -EIO;
 
-void SettingsFile::reportDamage() const {
-  size_t firstLine = 0;
-  size_t count = 0;
+  std::istringstream lines(bytes);
+  size_t lineNumber = 0;
+  size_t firstDamaged = 0;
+  size_t damaged = 0;
   kvs_value ignored;
-  for (size_t i = 0; i < lines.size(); ++i) {
-    if (isComment(lines[i]) || readSetting(lines[i], keyOf(lines[i]), ignored)) continue;
-    if (count++ == 0) firstLine = i + 1;
+  for (std::string line; std::getline(lines, line);) {
+    ++lineNumber;
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    const size_t start = line.find_first_not_of(" \t\r");
+    if (start == std::string::npos || line[start] == '#') continue;
+
+    const size_t keyEnd = std::min(line.find(' ', 2), line.size());
+    const std::string key = line.size() > 2 && line[1] == ' ' ? line.substr(2, keyEnd - 2) : "";
+    const std::string encoded = line[0] + line.substr(keyEnd);
+    if (isKey(key) && decode(encoded, ignored)) {
+      loaded[key] = encoded;
+    } else if (++damaged == 1) {
+      firstDamaged = lineNumber;
+    }
   }
-  if (count > 0) {
+  if (damaged > 0) {
     log_print("kvs", LOG_WARNING, "Settings file %s, line %zu: not a setting, ignored (%zu such lines)",
-              path.c_str(), firstLine, count);
+              path.c_str(), firstDamaged, damaged);
   }
+  settings = loaded;
+  return 0;
 }
 
 bool SettingsFile::get(const std::string& key, kvs_value& value) const {
-  return std::any_of(lines.rbegin(), lines.rend(),
-                     [&](const std::string& line) { return readSetting(line, key, value); });
+  value = {};
+  const auto found = settings.find(key);
+  return found != settings.end() && decode(found->second, value);
 }
 
 int SettingsFile::set(const std::string& key, const kvs_value& value) {
-  std::vector<std::string> updated = lines;
-  kvs_value ignored;
-  const auto setsKey = [&](const std::string& line) { return readSetting(line, key, ignored); };
-
+  Settings changed = settings;
   if (value.type == KVS_TYPE_NONE) {
-    updated.erase(std::remove_if(updated.begin(), updated.end(), setsKey), updated.end());
-  } else if (const auto last = std::find_if(updated.rbegin(), updated.rend(), setsKey);
-             last != updated.rend()) {
-    *last = formatLine(key, value) + (last->back() == '\r' ? "\r" : "");
+    changed.erase(key);
   } else {
-    // Before the empty line that a final line feed leaves, or after a last line that has none: either way
-    // removing the setting gives the file that was there.
-    const bool endsInLineFeed = !updated.empty() && updated.back().empty();
-    updated.insert(updated.end() - (endsInLineFeed ? 1 : 0), formatLine(key, value));
+    changed[key] = encode(value);
   }
-  if (join(updated).size() > maximumBytes) return -EFBIG;
-  lines = std::move(updated);
+  if (format(changed).size() > size_t{maximumBytes}) return -EFBIG;
+  settings = std::move(changed);
   return 0;
-}
-
-int SettingsFile::replaceFile(const std::string& bytes) const {
-  int result = writeTemporary(bytes);
-  if (result == 0 && rename(temporary.c_str(), path.c_str()) != 0) result = -errno;
-  if (result < 0) unlink(temporary.c_str());
-  return result;
-}
-
-int SettingsFile::writeTemporary(const std::string& bytes) const {
-  UniqueFd file(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666));
-  if (file.get() < 0) return -errno;
-
-  // The owner first: changing it may drop bits of the mode.
-  struct stat old {};
-  if (stat(path.c_str(), &old) == 0 &&
-      (fchown(file.get(), old.st_uid, old.st_gid) != 0 || fchmod(file.get(), old.st_mode & 07777) != 0)) {
-    return -errno;
-  }
-  if (const int result = writeAll(file.get(), bytes); result < 0) return result;
-  if (fsync(file.get()) != 0) return -errno;
-  return file.close();
 }
 
 }  // namespace kvs

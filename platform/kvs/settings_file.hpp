@@ -2,10 +2,10 @@
 
 #include <unistd.h>
 
+#include <map>
 #include <memory>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "kvs/kvs.h"
 
@@ -20,12 +20,10 @@ class UniqueFd {
     std::swap(fd, other.fd);
     return *this;
   }
-  ~UniqueFd() { static_cast<void>(close()); }
-
+  ~UniqueFd() {
+    if (fd >= 0) ::close(fd);
+  }
   int get() const { return fd; }
-
-  /// Closes now: 0, or a negated errno when what was written may be lost.
-  int close();
 
  private:
   int fd;
@@ -34,25 +32,10 @@ class UniqueFd {
 /// Whether `key` can name a setting: not empty, no blanks, no control characters.
 bool isKey(const std::string& key);
 
-/// The settings of one text file, or of memory alone, held as the file's lines.
+/// The settings of one text file, in the format that kvs.h describes, or of memory alone.
 ///
-/// One setting a line, by the letter of its type, its key and its value, single blanks between them:
-///
-///   s tlm-blackbox.logdir /data/flights   a text; control characters, '%' and a blank at either end are
-///                                         written %XX (upper-case hexadecimal), the empty text as nothing
-///   b tlm-blackbox.enabled true           true or false
-///   i tlm-blackbox.flushperiod 1          a decimal int, without plus sign or leading zeros
-///
-/// A blank line, or one that begins with '#', blanks before it allowed, is a comment. The last line of a
-/// key wins. Everything that isn't written exactly so is damage: ignored, and kept as it stands. A set
-/// changes its line in place, a new setting goes to the end, and line ends (LF or CR LF, none at the end of
-/// the file) stay as they are.
-///
-/// The file is read once, and replaced once, at the end, when it is then to have other bytes. So a
-/// process that borrows settings and is killed has borrowed nothing, and settings that are put back need no
-/// disk to go back to. While it is open, "<file>.lock" lies beside it, its flock held; what a killed
-/// process leaves of that blocks nobody, as the kernel drops the lock. "<file>.tmp" exists during the write
-/// only; one that a killed process has left is written over.
+/// While they are open, "<file>.lock" lies beside the file with its flock held. The kernel drops the lock
+/// of a killed process, so the lock file that it leaves behind blocks nobody.
 class SettingsFile {
  public:
   /// Opens and locks the file `name`, which need not exist; an empty name gives settings in memory. Null,
@@ -61,32 +44,27 @@ class SettingsFile {
 
   SettingsFile(const SettingsFile&) = delete;
   SettingsFile& operator=(const SettingsFile&) = delete;
-  /// Replaces the file when its bytes have changed. A failure is an error line, and the file is the one
-  /// that it was.
+  /// Writes the file if the settings differ from those in it; a failure is an error line.
   ~SettingsFile();
 
-  /// Reads a setting. False, and `value` undefined, when there is none.
+  /// Reads a setting. False, with `value` empty, when there is none.
   bool get(const std::string& key, kvs_value& value) const;
 
-  /// Gives a setting a valid `value`, or removes it when that is empty. 0, or -EFBIG with the setting left
-  /// as it was.
+  /// Sets a valid key to a valid `value`, or removes it when that is empty: 0, or -EFBIG and no change.
   int set(const std::string& key, const kvs_value& value);
 
  private:
-  explicit SettingsFile(std::string filePath);
-
+  SettingsFile() = default;
   int takeLock();
   int load();
-  void reportDamage() const;
-  int replaceFile(const std::string& bytes) const;
-  int writeTemporary(const std::string& bytes) const;
 
-  const std::string path;       ///< without links; empty for memory alone
-  const std::string temporary;  ///< beside it, so that a rename can put it in its place
-  std::string stored;           ///< the file's bytes; empty when there is none
-  /// What is between line feeds: a file that ends in one ends in an empty line.
-  std::vector<std::string> lines{""};
+  /// By key, the rest of the line that sets it: "s /data/flights". A kvs_value would take 4 KiB for each.
+  using Settings = std::map<std::string, std::string>;
+
+  std::string path;  ///< absolute and without links; empty for memory alone
   UniqueFd lock;
+  Settings loaded;  ///< what the file holds
+  Settings settings;
 };
 
 }  // namespace kvs

@@ -8,21 +8,33 @@
 
 /// The settings service: typed values under keys, and clients that are told of every change.
 ///
-/// The store is the text file that the environment variable KVS_FILE names when the first client context of
-/// the process is made, or memory alone when it is unset or empty. All contexts of the process share it; it
-/// is closed, and a store in memory forgotten, with the last of them. While it is open no other process can
-/// open it, and what else is written to the file may be lost. All sets of the process reach the file
-/// together, when the store is closed: a process that dies before has set nothing. A store whose settings
-/// are put back to what they were is byte for byte the file that it was, and no file when there was none;
-/// but a setting that was deleted comes back at the end of the file.
+/// The environment variable KVS_FILE names the file of the settings; when it is unset or empty they are in
+/// memory alone. The first client context of the process opens and loads the store, all contexts share it,
+/// and the release of the last one closes it, which forgets settings in memory. While a file is open, no
+/// other process can open it, and what is written to it meanwhile may be lost.
+///
+/// The file holds one setting a line: the letter of its type, its key and its value, between single blanks.
+///
+///   s tlm-blackbox.logdir /data/flights   a text; control characters, '%' and a blank at either end are
+///                                         written %XX (upper-case hexadecimal), the empty text as nothing
+///   b tlm-blackbox.enabled true           true or false
+///   i tlm-blackbox.flushperiod 1          a decimal int, without plus sign or leading zeros
+///
+/// Blank lines, and those that begin with '#' after any blanks, are comments. Lines may end in CR LF. The
+/// last line of a key wins. Any other line is damaged: it sets nothing, and one warning reports them all.
+///
+/// The file is written only when the store is closed and its keys and values differ from those loaded. Then
+/// it is replaced as a whole, by its settings sorted by key: comments and damaged lines are lost. Otherwise
+/// it stays byte for byte as it was, or missing. So a process that puts back what it has changed leaves the
+/// file alone, also when the disk is full, and so does one that is killed.
 ///
 /// Single-threaded: all contexts and their loops belong to one thread. Results are 0, or a negated errno.
 
 /// Size of a text value in bytes, its terminating NUL included: any path fits.
 #define KVS_TEXT_MAX 4096
 
-/// Events that a context keeps until its loop is processed. One more takes the place of the oldest one of
-/// the same key, or else of the oldest one, so that a client that stops listening costs no more memory.
+/// Events that a context keeps until its loop is processed. One more drops the oldest, so that a client
+/// that never listens costs no more memory.
 #define KVS_EVENTS_MAX 32
 
 #ifdef __cplusplus
@@ -66,20 +78,15 @@ typedef struct kvs_ctx kvs_ctx;
 typedef void (*kvs_cb)(kvs_ctx* ctx, kvs_evt event, const kvs_entry* before, const kvs_entry* after,
                        size_t count, void* userdata);
 
-/// A new client context, stopped, or null when the store can't be opened: the file is in use by another
-/// process, unreadable, no regular file, larger than 1 MiB, or in a directory that doesn't exist or can't
-/// be written. One error line then names it and says why. A line of the file that is no setting fails
-/// nothing: it is kept as it is and reported by one warning. `callback` (may be null) is called for the
+/// A new client context, stopped. Null, after one error line that says why, when the store can't be opened:
+/// the file is in use by another process, unreadable, a dangling link, no regular file, larger than 1 MiB,
+/// or in a directory that doesn't exist or can't be written. `callback` (may be null) is called for the
 /// events that no subscription's callback takes.
 kvs_ctx* kvs_ctx_new_client(kvs_cb callback, void* userdata);
 
 /// Attaches the context to `loop`, which delivers its events; they wait until then. The loop is borrowed
 /// until kvs_ctx_evl_loop_unregister() or kvs_ctx_destroy().
-///
-///   0        attached
-///   -EINVAL  no context or no loop
-///   -EBUSY   already on a loop
-///   -errno   the loop can't take it
+/// -EINVAL: no context or no loop; -EBUSY: already on a loop; others: the loop can't take it.
 int kvs_ctx_evl_loop_register(kvs_ctx* ctx, evl_loop* loop);
 
 /// Detaches the context from `loop`. -EINVAL when it isn't on that loop.
@@ -108,11 +115,8 @@ int kvs_ctx_get(kvs_ctx* ctx, const char* key, kvs_value* value);
 /// Sets `key` to `value`; the empty value deletes the setting, also one that doesn't exist. Success is one
 /// event to this context when it is started, whether or not it has subscribed to the key, and to every
 /// other started one that has. After a failure there is no event, and the setting is as before.
-///
-///   0           set
-///   -EINVAL     no context, key or value, or a value of no known type
-///   -EMSGSIZE   a text without its NUL within KVS_TEXT_MAX bytes
-///   -EFBIG      the store would outgrow 1 MiB
+/// -EINVAL: no context, key or value, or a value of no known type; -EMSGSIZE: a text without its NUL within
+/// KVS_TEXT_MAX bytes; -EFBIG: the store would outgrow 1 MiB.
 int kvs_ctx_set(kvs_ctx* ctx, const char* key, const kvs_value* value);
 
 /// kvs_ctx_set() with a value of one type; a null text is -EINVAL.
