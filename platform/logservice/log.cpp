@@ -4,15 +4,15 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
-#include <new>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace {
@@ -20,77 +20,55 @@ namespace {
 constexpr int DEFAULT_LEVEL = LOG_INFO;
 
 // What stands before "tag: text" in a line, by priority; on a terminal a letter and the start of a colour.
-using Marks = std::array<std::string_view, LOG_DEBUG + 1>;
+using Marks = std::array<const char*, LOG_DEBUG + 1>;
 constexpr Marks JOURNAL_MARKS = {"<0>", "<1>", "<2>", "<3>", "<4>", "<5>", "<6>", "<7>"};
 constexpr Marks TERMINAL_MARKS = {"\033[1;31mP ",  // for panic, since E stands for error
                                   "\033[1;31mA ", "\033[1;31mC ", "\033[31mE ", "\033[33mW ",
                                   "\033[36mN ",   "\033[32mI ",   "\033[34mD "};
 
-// Another program may have made the terminal or pipe that it shares with us non-blocking. False when nobody
-// reads on for a second.
+// Waits because another program may have made the terminal or pipe that it shares with us non-blocking.
+// False when nobody has read on for a second: a log line is not worth a longer stop.
 bool waitForRoom() {
   pollfd waited = {STDERR_FILENO, POLLOUT, 0};
   return poll(&waited, 1, 1000) > 0;
 }
 
-void writeWhole(const char* bytes, std::size_t count) {
-  while (count > 0) {
-    const ssize_t written = write(STDERR_FILENO, bytes, count);
+void writeWhole(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(STDERR_FILENO, bytes.data(), bytes.size());
     if (written < 0 && (errno == EINTR || (errno == EAGAIN && waitForRoom()))) continue;
     if (written <= 0) return;
-    bytes += written;
-    count -= static_cast<std::size_t>(written);
+    bytes.remove_prefix(static_cast<std::size_t>(written));
   }
 }
 
-// Writes the line whatever the level. The text is formatted where it stands in the whole line, so that one
-// write carries it and lines of several processes don't mix.
-__attribute__((format(printf, 3, 0))) void writeLine(std::string_view tag, int priority, const char* format,
+bool isControl(char c) {
+  return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
+}
+
+// Writes the line whatever the level.
+__attribute__((format(printf, 3, 0))) void writeLine(const char* tag, int priority, const char* format,
                                                      std::va_list arguments) {
   const int savedError = errno;
-  const bool onTerminal = isatty(STDERR_FILENO) != 0;
-  const std::string_view mark =
-      (onTerminal ? TERMINAL_MARKS : JOURNAL_MARKS)[static_cast<std::size_t>(priority)];
-  const std::string_view lineEnd = onTerminal ? "\033[0m\n" : "\n";
-  const std::size_t textStart = mark.size() + tag.size() + 2;
-  const std::size_t around = textStart + lineEnd.size();
-
-  std::va_list secondPass;
-  va_copy(secondPass, arguments);
-  std::array<char, 1024> shortLine;
-  std::unique_ptr<char[]> longLine;
-  char* line = shortLine.data();
-  std::size_t room = around < shortLine.size() ? shortLine.size() - around : 0;
-  errno = savedError;  // for "%m"
-  const int length = std::vsnprintf(room > 0 ? line + textStart : nullptr, room, format, arguments);
-  const std::size_t textLength = length > 0 ? static_cast<std::size_t>(length) : 0;
-  if (textLength >= room) {
-    room = textLength + 1;
-    longLine.reset(new (std::nothrow) char[around + room]);
-    line = longLine.get();
-    errno = savedError;
-    if (line != nullptr) std::vsnprintf(line + textStart, room, format, secondPass);
-  }
-  va_end(secondPass);
-
-  if (length >= 0 && line != nullptr) {
-    char* end = line + mark.copy(line, mark.size());
-    char* const tagStart = end;
-    end += tag.copy(end, tag.size());
-    end += std::string_view(": ").copy(end, 2);
-    for (const char* const textEnd = end + textLength; end < textEnd; ++end) {
-      if (const auto byte = static_cast<unsigned char>(*end); byte < 0x20 || byte == 0x7f) *end = '?';
-    }
-    *end = '\0';
+  char* formatted = nullptr;
+  const int length = vasprintf(&formatted, format, arguments);  // before any call that sets errno, for "%m"
+  if (length >= 0) {
+    std::string text(formatted, static_cast<std::size_t>(length));
+    std::free(formatted);
+    std::replace_if(text.begin(), text.end(), isControl, '?');
+    const std::string line = std::string(tag) + ": " + text;
     // The system log puts the program's name in front; the tag stays, since it need not be that name.
-    syslog(priority, "%s", tagStart);
-    end += lineEnd.copy(end, lineEnd.size());
-    writeWhole(line, static_cast<std::size_t>(end - line));
+    syslog(priority, "%s", line.c_str());
+
+    const bool onTerminal = isatty(STDERR_FILENO) != 0;
+    const Marks& marks = onTerminal ? TERMINAL_MARKS : JOURNAL_MARKS;
+    // In one write, so that the lines of several processes don't mix.
+    writeWhole(marks[static_cast<std::size_t>(priority)] + line + (onTerminal ? "\033[0m\n" : "\n"));
   }
   errno = savedError;
 }
 
-__attribute__((format(printf, 3, 4))) void writeLine(std::string_view tag, int priority, const char* format,
+__attribute__((format(printf, 3, 4))) void writeLine(const char* tag, int priority, const char* format,
                                                      ...) {
   std::va_list arguments;
   va_start(arguments, format);

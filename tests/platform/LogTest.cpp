@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <pty.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <syslog.h>
@@ -14,69 +15,107 @@
 namespace {
 
 constexpr int SYSTEM_LOG = 100;  // the descriptor that takes the system log's lines in a logging process
-using Lines = std::vector<std::string>;
+using Writes = std::vector<std::string>;
 
-// What `body` wrote, write by write: each line for the system log, then standard error's. In a process of
-// its own, because the level is read once.
-Lines logged(const std::string& level, const std::function<void()>& body) {
+/// What `body` writes: each line for the system log, and each write to standard error. It runs in a process
+/// of its own, because the level is read once.
+Writes writesOf(const char* level, const std::function<void()>& body) {
   int channel[2];
   EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, channel), 0);  // keeps writes apart
   if (fork() == 0) {
-    level == "unset" ? unsetenv("LOG_LEVEL") : setenv("LOG_LEVEL", level.c_str(), 1);
+    level == nullptr ? unsetenv("LOG_LEVEL") : setenv("LOG_LEVEL", level, 1);
     dup2(channel[1], SYSTEM_LOG);
     dup2(channel[1], STDERR_FILENO);
     body();
     _exit(0);
   }
   close(channel[1]);
-  Lines lines;
+  Writes writes;
   std::string bytes(100'000, '\0');
-  for (ssize_t n; (n = recv(channel[0], bytes.data(), bytes.size(), 0)) > 0;) {
-    lines.push_back(bytes.substr(0, static_cast<std::size_t>(n)));
-  }
+  for (ssize_t count; (count = recv(channel[0], bytes.data(), bytes.size(), 0)) > 0;)
+    writes.push_back(bytes.substr(0, static_cast<std::size_t>(count)));
   close(channel[0]);
   int status = -1;
   EXPECT_TRUE(wait(&status) > 0 && status == 0);
+  return writes;
+}
+
+void printAtEachPriority() {
+  for (int priority = -1; priority <= 8; ++priority) log_print("tag", priority, "text");
+}
+
+Writes linesUpTo(int level) {
+  Writes lines;
+  for (int priority = 0; priority <= level; ++priority) {
+    lines.push_back(std::to_string(priority) + " tag: text");
+    lines.push_back("<" + std::to_string(priority) + ">tag: text\n");
+  }
   return lines;
 }
 
 TEST(LogLevel, IsTheHighestPriorityAdmitted) {
-  const std::map<std::string, int> levels = {
-      {"0", 0},     {"3", 3}, {"7", 7},  {"error", 3}, {"warning", 4}, {"info", 6}, {"debug", 7},
-      {"unset", 6}, {"", -1}, {"8", -1}, {"-1", -1},   {"03", -1},     {"3 ", -1},  {"Debug", -1}};
-  for (const auto& [text, level] : levels) {
-    const std::string refusal =
-        "logservice: LOG_LEVEL=" + text + " is not a level (0 to 7, error, warning, info, debug): using 6";
-    Lines expected;
-    if (level < 0) expected = {"4 " + refusal, "<4>" + refusal + "\n"};
-    for (int priority = 0; priority <= (level < 0 ? 6 : level); ++priority) {
-      expected.push_back(std::to_string(priority) + " tag: text");
-      expected.push_back("<" + std::to_string(priority) + ">tag: text\n");
-    }
-    const auto body = [] {
-      for (int priority = -1; priority <= 8; ++priority) log_print("tag", priority, "text");
-    };
-    EXPECT_EQ(logged(text, body), expected) << text;
+  const std::pair<const char*, int> levels[] = {{"0", 0},       {"3", 3},    {"7", 7},     {"error", 3},
+                                                {"warning", 4}, {"info", 6}, {"debug", 7}, {nullptr, 6}};
+  for (const auto& [text, level] : levels) EXPECT_EQ(writesOf(text, printAtEachPriority), linesUpTo(level));
+}
+
+TEST(LogLevel, AnyOtherTextIsReportedAndMeansInfo) {
+  for (const char* const text : {"", "8", "-1", "03", "3 ", "Debug"}) {
+    const std::string refusal = "logservice: LOG_LEVEL=" + std::string(text) +
+                                " is not a level (0 to 7, error, warning, info, debug): using 6";
+    Writes expected = linesUpTo(6);
+    expected.insert(expected.begin(), {"4 " + refusal, "<4>" + refusal + "\n"});
+    EXPECT_EQ(writesOf(text, printAtEachPriority), expected);
   }
 }
 
-TEST(LogLine, IsOneWriteWhateverItsLengthAndShowsControlCharacters) {
-  for (const std::size_t length : {0U, 1013U, 1014U, 1015U, 1016U, 60'000U}) {  // around the stack's room
+TEST(LogLine, IsOneWriteWhateverItsLength) {
+  for (const std::size_t length : {0U, 60'000U}) {
     const std::string text(length, 'x');
-    const auto body = [&] {
-      errno = EPERM;  // kept, though a look for a terminal fails
-      log_print("tag", LOG_DEBUG, "%s", reinterpret_cast<const char*>(1));  // not formatted
-      log_print("tag", LOG_INFO, "%sa\nb\033[1m\x7f\té", text.c_str());
-      if (errno != EPERM) _exit(errno);
-    };
-    const std::string line = "tag: " + text + "a?b?[1m??é";
-    EXPECT_EQ(logged("6", body), (Lines{"6 " + line, "<6>" + line + "\n"})) << length;
+    const auto print = [&] { log_print("tag", LOG_INFO, "%s.", text.c_str()); };
+    EXPECT_EQ(writesOf("6", print), (Writes{"6 tag: " + text + ".", "<6>tag: " + text + ".\n"}));
   }
+}
+
+TEST(LogLine, ShowsControlCharactersAsQuestionMarks) {
+  const auto print = [] { log_print("tag", LOG_INFO, "a\nb\033[1m\x7f\t%cé ~", '\0'); };
+  EXPECT_EQ(writesOf("6", print), (Writes{"6 tag: a?b?[1m???é ~", "<6>tag: a?b?[1m???é ~\n"}));
+}
+
+TEST(LogLine, IsNotFormattedBelowTheLevel) {
+  const auto print = [] { log_print("tag", LOG_DEBUG, "%s", reinterpret_cast<const char*>(1)); };
+  EXPECT_EQ(writesOf("6", print), Writes());
+}
+
+TEST(LogLine, LeavesErrnoAsItWas) {
+  writesOf("6", [] {
+    errno = EPERM;
+    log_print("tag", LOG_INFO, "text");
+    if (errno != EPERM) _exit(errno);
+  });
+}
+
+TEST(LogLine, OnATerminalHasALetterAndAColour) {
+  int terminal = -1, screen = -1;
+  ASSERT_EQ(openpty(&screen, &terminal, nullptr, nullptr, nullptr), 0);
+  writesOf("7", [&] {
+    dup2(terminal, STDERR_FILENO);
+    log_print("tag", LOG_EMERG, "text");
+    log_print("tag", LOG_ERR, "text");
+    log_print("tag", LOG_DEBUG, "text");
+  });
+  std::string shown(1000, '\0');
+  shown.resize(static_cast<std::size_t>(read(screen, shown.data(), shown.size())));
+  EXPECT_EQ(shown,
+            "\033[1;31mP tag: text\033[0m\r\n\033[31mE tag: text\033[0m\r\n"
+            "\033[34mD tag: text\033[0m\r\n");
+  close(terminal);
+  close(screen);
 }
 
 }  // namespace
 
-// In the place of the C library's, whose lines only the system log's reader could look at.
+// Stands in for the C library's, whose lines only the system log's reader could look at.
 extern "C" void syslog(int priority, const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
