@@ -3,7 +3,7 @@
 
 #include "Support.hpp"
 #include "blackbox_format.hpp"
-#include "telemetry/blackbox_writer.hpp"
+#include "support/BlackboxBuilder.hpp"
 
 namespace format = telemetry::format;
 
@@ -11,21 +11,16 @@ extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* bytes, std::size_t size, s
 
 namespace {
 
-/// A log of little more than the index, in one width after the other: what no export of ours has.
+/// A log of little more than the index, whose width changes: no export of ours has that.
 std::string smallLog() {
-  const std::string path = inputFile(nullptr, 0);
-  telemetry::BlackboxWriter writer;
-  writer.open(path, {{"ro.hardware", "x"}});
-  const unsigned int id = 0;
-  writer.addSection("navdata-replay", {});
+  BlackboxBuilder log(BlackboxBuilder::Values{{"ro.hardware", "x"}});
+  log.addSection(0, "navdata-replay", {});
   for (const std::size_t width : {4UL, 8UL, 2UL}) {
-    const std::string sample(width + 2, 'x');
-    writer.changeSection(id, "navdata-replay",
-                         {{"index", TLM_VAR_INT32, 1, width}, {"x", TLM_VAR_UINT8, 2, 1}});
-    writer.sample(id, {}, sample.data(), sample.size());
+    log.changeSection(0, "navdata-replay",
+                      {{"index", TLM_VAR_INT32, 1, width}, {"x", TLM_VAR_UINT8, 2, 1}});
+    log.sample(0, 0, 0, std::string(width + 2, 'x'));
   }
-  writer.close();
-  return inputFileBytes();
+  return log.end().bytes;
 }
 
 }  // namespace

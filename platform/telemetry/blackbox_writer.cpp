@@ -15,6 +15,7 @@
 namespace telemetry {
 namespace {
 
+// About ninety steps of a replay: few calls of the kernel, and little is lost with a killed process.
 constexpr std::size_t gatheredBytes = 64UL * 1024;
 
 }  // namespace
@@ -25,7 +26,8 @@ BlackboxWriter::~BlackboxWriter() {
 
 int BlackboxWriter::open(const std::string& path, const std::map<std::string, std::string>& header) {
   if (file >= 0) return -EBUSY;
-  // Non-blocking, so that a pipe without a reader holds nobody up; one with a reader could at any write.
+  // Non-blocking, so that opening a pipe without a reader fails instead of waiting for one. A pipe with a
+  // reader is refused below: its writes could block a replay at any step.
   file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, 0666);
   if (file < 0) return -errno;
   struct stat opened {};
@@ -53,24 +55,13 @@ int BlackboxWriter::open(const std::string& path, const std::map<std::string, st
 }
 
 int BlackboxWriter::addSection(const std::string& name, const std::vector<VarDesc>& variables) {
-  if (status == 0 && sectionBytes.size() == format::maxSections) return -ENOBUFS;
-  const int result = describeSection(format::SECTION_ADDED, nextId, name, variables);
-  return result < 0 ? result : static_cast<int>(nextId++);
-}
-
-int BlackboxWriter::changeSection(unsigned int id, const std::string& name,
-                                  const std::vector<VarDesc>& variables) {
-  if (status == 0 && sectionBytes.count(id) == 0) return -EINVAL;
-  return describeSection(format::SECTION_CHANGED, id, name, variables);
-}
-
-int BlackboxWriter::describeSection(std::uint32_t kind, unsigned int id, const std::string& name,
-                                    const std::vector<VarDesc>& variables) {
   if (status < 0) return status;
-  std::size_t sampleBytes = 0;
+  // A reader refuses a log of more sections.
+  if (sampleBytes.size() == format::maxSections) return -ENOBUFS;
+  std::size_t bytes = 0;
   for (const VarDesc& variable : variables) {
     if (variable.elementBytes == 0 || variable.count == 0) return -EINVAL;
-    if (!format::addVariable(variable, sampleBytes)) return -EMSGSIZE;
+    if (!format::addVariable(variable, bytes)) return -EMSGSIZE;
   }
   beginBlock();
   putText(name);
@@ -81,22 +72,15 @@ int BlackboxWriter::describeSection(std::uint32_t kind, unsigned int id, const s
     putNumber(static_cast<std::uint32_t>(variable.elementBytes));
     put(&variable.count, sizeof variable.count);
   }
-  const int result = endBlock(kind, id);
-  if (result == 0) sectionBytes[id] = sampleBytes;
-  return result;
-}
-
-int BlackboxWriter::removeSection(unsigned int id) {
-  if (status < 0) return status;
-  if (sectionBytes.erase(id) == 0) return -EINVAL;
-  beginBlock();
-  return endBlock(format::SECTION_REMOVED, id);
+  const auto id = static_cast<unsigned int>(sampleBytes.size());
+  if (const int result = endBlock(format::SECTION_ADDED, id); result < 0) return result;
+  sampleBytes.push_back(bytes);
+  return static_cast<int>(id);
 }
 
 int BlackboxWriter::sample(unsigned int id, const timespec& time, const void* bytes, std::size_t size) {
   if (status < 0) return status;
-  const auto section = sectionBytes.find(id);
-  if (section == sectionBytes.end() || section->second != size) return -EINVAL;
+  if (id >= sampleBytes.size() || sampleBytes[id] != size) return -EINVAL;
   const format::SampleTime recorded{time.tv_sec, time.tv_nsec};
   beginBlock();
   put(&recorded, sizeof recorded);
@@ -128,8 +112,7 @@ int BlackboxWriter::close() {
   if (file >= 0 && ::close(file) < 0 && result == 0) result = -errno;
   file = -1;
   status = -EBADF;
-  nextId = 0;
-  sectionBytes.clear();
+  sampleBytes.clear();
   pending.clear();
   return result;
 }
@@ -149,7 +132,7 @@ void BlackboxWriter::putText(const std::string& text) {
   put(text.data(), text.size());
 }
 
-/// Seals the block begun last. One that is too large is dropped again.
+/// Completes the header of the block begun last. A block that is too large is dropped again.
 int BlackboxWriter::endBlock(std::uint32_t kind, unsigned int id) {
   const std::size_t payloadStart = blockStart + sizeof(format::BlockHeader);
   const std::size_t payloadBytes = pending.size() - payloadStart;

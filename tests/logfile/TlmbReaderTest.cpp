@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "logfile/TlmbReader.hpp"
+#include "support/BlackboxBuilder.hpp"
 #include "support/LogProbe.hpp"
 #include "support/Row.hpp"
 #include "support/TestFolder.hpp"
@@ -124,9 +125,12 @@ TEST_F(TlmbReaderTest, WiderSampleIsCutToTheField) {
 }
 
 TEST_F(TlmbReaderTest, RepeatedMappingKeepsThePlanOfEachVariable) {
-  const int id = writer.addSection("navdata", {X});  // fails, but plans variable 0 for x
-  ASSERT_EQ(writer.changeSection(static_cast<unsigned int>(id), "navdata", {INDEX, X}), 0);
-  sample(id, 0x40000000, 1.5F);
+  BlackboxBuilder built;
+  built.addSection(0, "navdata", {X});  // fails, but plans variable 0 for x
+  built.changeSection(0, "navdata", {INDEX, X});
+  built.sample(0, 0, 0, BlackboxBuilder::raw(0x40000000) + BlackboxBuilder::raw(1.5F));
+  writer.close();
+  folder.write("log", built.end().bytes);
   EXPECT_EQ(open()->popSample(), 0);
   EXPECT_EQ(fields.index, 0);
   EXPECT_EQ(fields.x, 1.5F);  // variable 1 comes after variable 0, both for x

@@ -33,16 +33,10 @@ class BlackboxWriter {
   /// when the values need more than 1 MiB.
   int open(const std::string& path, const std::map<std::string, std::string>& header);
 
-  /// Begins a section of these variables, in this order in every sample. The result is its id, never used
-  /// again in this log. -EINVAL for a variable without bytes, -EMSGSIZE when the description or a sample
-  /// would be larger than 1 MiB, -ENOBUFS when 256 sections exist.
+  /// Begins a section of these variables, in this order in every sample. The result is its id. -EINVAL for
+  /// a variable without bytes, -EMSGSIZE when the description or a sample would be larger than 1 MiB,
+  /// -ENOBUFS when 256 sections exist.
   int addSection(const std::string& name, const std::vector<VarDesc>& variables);
-
-  /// Gives section `id` another name and other variables. -EINVAL when there is none; else as addSection().
-  int changeSection(unsigned int id, const std::string& name, const std::vector<VarDesc>& variables);
-
-  /// Ends section `id`. -EINVAL when there is none.
-  int removeSection(unsigned int id);
 
   /// Adds a sample of section `id`, taken at `time` (kept as it is): its variables' values back to back.
   /// -EINVAL when there is no such section or `size` is not that of its sample. Allocates nothing.
@@ -55,8 +49,6 @@ class BlackboxWriter {
   int close();
 
  private:
-  int describeSection(std::uint32_t kind, unsigned int id, const std::string& name,
-                      const std::vector<VarDesc>& variables);
   void beginBlock();
   void put(const void* bytes, std::size_t size);
   void putNumber(std::uint32_t number) { put(&number, sizeof number); }
@@ -64,11 +56,10 @@ class BlackboxWriter {
   int endBlock(std::uint32_t kind, unsigned int id);
 
   int file = -1;
-  int status = -EBADF;  ///< what every operation returns once it is not 0
-  unsigned int nextId = 0;
-  std::map<unsigned int, std::size_t> sectionBytes;
-  std::vector<unsigned char> pending;
-  std::size_t blockStart = 0;
+  int status = -EBADF;                   ///< what every operation returns once it is not 0
+  std::vector<std::size_t> sampleBytes;  ///< of each section, by its id
+  std::vector<unsigned char> pending;    ///< gathered, not yet handed to the kernel
+  std::size_t blockStart = 0;            ///< in `pending`, of the block begun last
 };
 
 }  // namespace telemetry
