@@ -2,140 +2,160 @@
 
 #include <cerrno>
 #include <cmath>
-#include <cstring>
-#include <numeric>
-#include <random>
 
+#include "kvs/kvs.h"
 #include "logfile/ApiArguments.hpp"
-#include "ostrel/api_input.hpp"
-#include "ostrel/data_manager.hpp"
-#include "ostrel/ostrel.h"
-#include "registry/SensorRecords.hpp"
+#include "ostrel/log_tlmb.h"
+#include "platform/OstrelFixture.hpp"
+#include "support/BlackboxBuilder.hpp"
 #include "support/LogProbe.hpp"
+#include "support/Row.hpp"
+#include "support/TestFolder.hpp"
+#include "telemetry/blackbox_reader.hpp"
 
 namespace {
 
-using Dravon3::estimator_outputs;
 using testing::ElementsAre;
 
-// The library's instance with its API inputs, as a replay holds them.
-class Ostrel : public testing::Test {
- protected:
-  Ostrel() {
-    for (Api::InputBase* call : input) call->registerArgs(events);
-    events.freeze();
-    EXPECT_EQ(OSTREL_new("quad", "default"), 0);
-    takeLogLines();
-  }
-  ~Ostrel() override { OSTREL_delete(); }
-
-  int call(const std::string& api, const std::vector<double>& values = {}) {
-    const DataRegistry& arguments = *argumentRegistry(*events.entries.at(api));
-    EXPECT_TRUE(arguments.frozen && arguments.name.empty() && arguments.entryList.size() == values.size());
-    for (std::size_t i = 0; i < values.size(); ++i) {
-      double value = values[i];
-      arguments.entryList.at(i)->fromRecord(value);
-    }
-    const auto named = [&api](const Api::InputBase* each) { return each->name == api; };
-    return (*std::find_if(input.begin(), input.end(), named))->apply();
-  }
-
-  // What a step with these sensors gives.
-  static estimator_outputs run(const sensors_data& sensors) {
-    std::memcpy(Dravon3::data_manager()->sensors, &sensors, sizeof(sensors));
-    EXPECT_EQ(OSTREL_process(), 0);
-    return Dravon3::data_manager()->outputs;
-  }
-
-  static sensors_data atRest(float height = 0) {
-    sensors_data sensors{};
-    sensors.imu.nb_samples = 2;
-    sensors.imu.acc[0].z = sensors.imu.acc[1].z = -9.80665F;
-    sensors.baro.pressure = 101325 - 12 * height;
-    return sensors;
-  }
-
-  Api::Input input{true};
-  DataRegistry events;
+struct ApiCall : Row {
+  std::vector<double> arguments;  // in the order of their names
+  std::string logged;
 };
+class OstrelApi : public OstrelFixture, public testing::WithParamInterface<ApiCall> {};
 
-TEST_F(Ostrel, MakesEachCallWithItsArgumentsInNameOrder) {
-  const std::vector<std::tuple<std::string, std::vector<double>, std::string>> calls = {
-      {"set_motors_armed", {2}, "(armed=1)"},
-      {"take_off", {0.1}, "(altitude=0.10000000149011612)"},
-      {"land", {}, "()"},
-      {"set_velocity", {1, -2, 0.5, NAN}, "(vx=1, vy=-2, vz=0.5, yaw_rate=nan)"},
-      {"set_home", {0.1, 45, 7}, "(amsl_altitude=0.10000000000000001, latitude=45, longitude=7)"},
-      {"emergency_cut", {}, "()"},
-      {"set_follow_me", {2, 1e10}, "(distance=2, trajectory=-2147483648)"},
-  };
-  EXPECT_EQ(events.entryList.size(), calls.size());
-  auto inSequence = input.begin();
-  int made = 0;
-  for (const auto& [api, values, arguments] : calls) {
-    EXPECT_EQ((*inSequence++)->name, api);
-    EXPECT_EQ(call(api, values), 0);
-    EXPECT_THAT(takeLogLines(), ElementsAre("<7>call " + api + arguments));
-    EXPECT_EQ(run(atRest()).call_count, ++made);
-  }
-  const estimator_outputs outputs = run(atRest());
+TEST_P(OstrelApi, CallIsLoggedAndCounted) {
+  takeLogLines();
+  EXPECT_EQ(call(GetParam().label, GetParam().arguments), 0);
+  EXPECT_THAT(takeLogLines(), ElementsAre("<7>call " + (GetParam().label + GetParam().logged)));
+  EXPECT_EQ(run(atRest()).call_count, 1);
+}
+
+const ApiCall CALLS[] = {
+    {"set_motors_armed", {2}, "(armed=1)"},
+    {"take_off", {0.1}, "(altitude=0.10000000149011612)"},
+    {"land", {}, "()"},
+    {"set_velocity", {1, -2, 0.5, NAN}, "(vx=1, vy=-2, vz=0.5, yaw_rate=nan)"},
+    {"set_home", {0.1, 45, 7}, "(amsl_altitude=0.10000000000000001, latitude=45, longitude=7)"},
+    {"emergency_cut", {}, "()"},
+    {"set_follow_me", {2, 1e10}, "(distance=2, trajectory=-2147483648)"},
+};
+INSTANTIATE_ROWS(OstrelApi, CALLS);
+
+using Ostrel = OstrelFixture;
+
+TEST_F(Ostrel, InputsKeepTheirSequence) {
+  std::vector<std::string> names;
+  for (const Api::InputBase* each : input) names.push_back(each->name);
+  EXPECT_THAT(names, ElementsAre("set_motors_armed", "take_off", "land", "set_velocity", "set_home",
+                                 "emergency_cut", "set_follow_me"));
+}
+
+TEST_F(Ostrel, SetPointsAreKeptAsAsked) {
+  call("set_velocity", {1, -2, 0.5, 4});
+  call("set_home", {0.1, 45, 7});
+  call("set_follow_me", {2, 3});
+  const Dravon3::estimator_outputs outputs = run(atRest());
   EXPECT_THAT(outputs.velocity_setpoint, ElementsAre(1, -2, 0.5));
+  EXPECT_EQ(outputs.yaw_rate_setpoint, 4);
   EXPECT_THAT(outputs.home, ElementsAre(0.1, 45, 7));
   EXPECT_EQ(outputs.follow_distance, 2);
-  EXPECT_EQ(outputs.state, Dravon3::FLIGHT_STATE_EMERGENCY);
+  EXPECT_EQ(outputs.follow_trajectory, 3);
+  call("set_follow_me", {2, 0});
+  EXPECT_EQ(run(atRest()).follow_distance, 0);
+}
 
-  const Api::Input idle(false);  // outside a replay
+TEST_F(Ostrel, CallsOutsideAReplayAreRefused) {
+  const Api::Input idle(false);
+  takeLogLines();
   for (Api::InputBase* each : idle) EXPECT_EQ(each->apply(), -EPERM);
-  EXPECT_EQ(run(atRest()).call_count, made);
+  EXPECT_THAT(takeLogLines(), ElementsAre());
+  EXPECT_EQ(run(atRest()).call_count, 0);
+}
+
+TEST_F(Ostrel, HasOneInstanceAtATime) {
   EXPECT_EQ(OSTREL_new("quad", "default"), -EEXIST);
   OSTREL_delete();
-  EXPECT_EQ(call("land"), -ENODEV);
   EXPECT_EQ(OSTREL_process(), -ENODEV);
+  EXPECT_EQ(call("land"), -ENODEV);
   EXPECT_EQ(OSTREL_new("quad", nullptr), -EINVAL);
+  EXPECT_EQ(OSTREL_new(nullptr, "default"), -EINVAL);
 }
 
-TEST_F(Ostrel, GivesTheSameBitsUnlessAnInputDiffers) {
-  const auto fly = [&](int change) {
-    OSTREL_delete();
-    OSTREL_new("quad", "default");
-    for (int i = 0; i < 50; ++i) {
-      sensors_data sensors = atRest(static_cast<float>(i) * 0.01F);
-      sensors.us.altitude = sensors.tof_vertical.distance = 1;
-      if (i == 20) {
-        if (change == 1) sensors.imu.gyro[1].x += 1e-3F;
-        if (change == 2) sensors.imu.acc[1].z += 1e-3F;
-        if (change == 3) sensors.imu.timestamp[1].tv_nsec = 1'000'000;
-        if (change == 4) sensors.baro.pressure += 1;
-        if (change == 5) sensors.us.altitude += 1e-2F;
-        if (change == 6) sensors.tof_vertical.invalid_flags = 1;
-      }
-      if (i == 30 && change != 7) call("land");
-      run(sensors);
-    }
-    const estimator_outputs& outputs = Dravon3::data_manager()->outputs;
-    return std::string(reinterpret_cast<const char*>(&outputs), sizeof(outputs));
-  };
-  const std::string flight = fly(0);
-  EXPECT_EQ(flight, fly(0));
-  for (int change = 1; change <= 7; ++change) EXPECT_NE(flight, fly(change)) << change;
+TEST_F(Ostrel, NewInstanceBeginsWithAnEmptyRecord) {
+  run(atRest());
+  OSTREL_delete();
+  EXPECT_EQ(OSTREL_new("quad", "default"), 0);
+  const Dravon3::data_manager_record zero{};
+  EXPECT_EQ(std::memcmp(Dravon3::data_manager(), &zero, sizeof(zero)), 0);
 }
 
-TEST_F(Ostrel, StaysFiniteWhateverTheSensorsHold) {
-  std::mt19937_64 random(7);
-  for (int i = 0; i < 20'000; ++i) {
-    sensors_data sensors = atRest();
-    sensors.imu.nb_samples = 255;
-    // Nearly all garbage, or a few wild values among the largest plausible ones.
-    for (sensor_vector& acc : sensors.imu.acc) acc.z = i % 4000 < 2000 ? -500 : 500;
-    auto* const image = reinterpret_cast<unsigned char*>(&sensors);
-    for (std::size_t n = i % 16 == 0 ? 3000 : random() % 8; n > 0; --n) {
-      image[random() % (n > 8 ? sizeof(sensors) : 512)] = static_cast<unsigned char>(random());
-    }
-    const estimator_outputs outputs = run(sensors);
-    const double length = std::inner_product(outputs.attitude, outputs.attitude + 4, outputs.attitude, 0.0);
-    ASSERT_NEAR(length, 1, 1e-5) << i;
-    ASSERT_TRUE(std::isfinite(outputs.vertical_position) && std::isfinite(outputs.vertical_speed)) << i;
+/// The values of the only sample of a log, by the names of their variables, as bytes.
+struct ExportedValues : telemetry::BlackboxReaderItfCb {
+  explicit ExportedValues(const std::string& path) {
+    const std::unique_ptr<telemetry::BlackboxReaderItf> reader(telemetry::BlackboxReaderItf::create(this));
+    EXPECT_EQ(reader->open(path), 0);
+    while (reader->step() == 0) continue;
   }
+  void fileHeader(const std::map<std::string, std::string>& values) override { header = values; }
+  void sample(unsigned int, const timespec*, unsigned int, const telemetry::VarDesc& variable,
+              const void* bytes, std::size_t size) override {
+    byName[variable.name] = std::string(static_cast<const char*>(bytes), size);
+  }
+  std::map<std::string, std::string> header, byName;
+};
+
+TEST_F(Ostrel, ExportHasEachOutputUnderItsName) {
+  const TestFolder folder;
+  unsetenv("KVS_FILE");
+  kvs_ctx* const settings = kvs_ctx_new_client(nullptr, nullptr);
+  ASSERT_EQ(ostrel_log_tlmb_init("nav", 0, 0), 0);
+  EXPECT_EQ(ostrel_log_tlmb_init("nav", 0, 0), -EALREADY);
+  kvs_ctx_set_string(settings, "tlm-blackbox.logdir", folder.path("").c_str());
+  kvs_ctx_set_string(settings, "tlm-blackbox.logname", "log");
+  kvs_ctx_set_string(settings, "tlm-blackbox.filter", "nav");
+  kvs_ctx_set_bool(settings, "tlm-blackbox.enabled", true);
+  // Another number in each field, none of which the estimator could give.
+  Dravon3::data_manager()->outputs = {5,
+                                      101,
+                                      102,
+                                      103,
+                                      104,
+                                      1.5F,
+                                      {2.5F, 3.5F, 4.5F, 5.5F},
+                                      6.5F,
+                                      7.5F,
+                                      8.5F,
+                                      {9.5F, 10.5F, 11.5F},
+                                      12.5F,
+                                      0,
+                                      {13.5, 14.5, 15.5}};
+  const timespec now{1, 2};
+  EXPECT_EQ(ostrel_log_tlmb_put(&now), 0);
+  EXPECT_EQ(ostrel_log_tlmb_cleanup(), 0);
+  EXPECT_EQ(ostrel_log_tlmb_put(&now), -ENODEV);
+  kvs_ctx_destroy(settings);
+
+  ExportedValues exported(folder.path("log"));
+  EXPECT_EQ(exported.header, (std::map<std::string, std::string>{{"ro.hardware", "quad"}}));
+  EXPECT_EQ(exported.byName.size(), 138U + 1 + 20);
+  const auto raw = [](auto number) { return BlackboxBuilder::raw(number); };
+  const std::map<std::string, std::string> outputs = {{"index", raw(4)},
+                                                      {"outputs.step_count", raw(5)},
+                                                      {"outputs.call_count", raw(101)},
+                                                      {"outputs.state", raw(102)},
+                                                      {"outputs.armed", raw(103)},
+                                                      {"outputs.follow_trajectory", raw(104)},
+                                                      {"outputs.follow_distance", raw(1.5F)},
+                                                      {"outputs.attitude[0]", raw(2.5F)},
+                                                      {"outputs.attitude[3]", raw(5.5F)},
+                                                      {"outputs.vertical_position", raw(6.5F)},
+                                                      {"outputs.vertical_speed", raw(7.5F)},
+                                                      {"outputs.take_off_altitude", raw(8.5F)},
+                                                      {"outputs.velocity_setpoint[2]", raw(11.5F)},
+                                                      {"outputs.yaw_rate_setpoint", raw(12.5F)},
+                                                      {"outputs.home[0]", raw(13.5)},
+                                                      {"outputs.home[2]", raw(15.5)}};
+  for (const auto& [name, bytes] : outputs) EXPECT_EQ(exported.byName[name], bytes) << name;
 }
 
 }  // namespace
