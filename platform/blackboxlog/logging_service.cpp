@@ -51,7 +51,7 @@ void LoggingService::settingChanged(kvs_ctx* /*context*/, kvs_evt event, const k
   }
 }
 
-/// Takes over one setting. One of another type than it should have is as good as none.
+/// Takes over one setting. A setting of the wrong type counts as unset.
 void LoggingService::follow(const std::string& key, const kvs_value& value) {
   const std::string text = value.type == KVS_TYPE_STRING ? value.text : "";
   if (key == LOGDIR) {
@@ -63,6 +63,7 @@ void LoggingService::follow(const std::string& key, const kvs_value& value) {
   } else if (key == FLUSHPERIOD) {
     flushPeriod = value.type == KVS_TYPE_INT ? value.integer : 0;
   } else {
+    // Also when it was enabled before: the new directory and name stand for another log.
     closeLog();
     enabled = value.type == KVS_TYPE_BOOL && value.boolean;
     if (enabled) openLog();
@@ -83,13 +84,15 @@ int LoggingService::put(const telemetry::Producer& producer, const timespec& tim
 }
 
 bool LoggingService::admits(const std::string& section) const {
-  // Between separators, so that no part of a name passes for the whole.
+  // With separators around both, so that "nav" is not found within "navigation".
   return (";" + filter + ";").find(";" + section + ";") != std::string::npos;
 }
 
 void LoggingService::openLog() {
   status = writer.open(directory + "/" + name, header);
-  if (status == -ENOENT) status = -ENOTDIR;  // -ENOENT would say that logging is disabled
+  // The file is created when it is missing, so its directory is missing; put() returns -ENOENT for
+  // disabled.
+  if (status == -ENOENT) status = -ENOTDIR;
   lastFlush = now();
 }
 
@@ -102,7 +105,7 @@ int LoggingService::write(const telemetry::Producer& producer, const timespec& t
     id = static_cast<unsigned int>(result);
     sample.resize(producer.sampleBytes());
   }
-  if (sample.empty()) return 0;
+  if (sample.empty()) return 0;  // left out by the filter
   producer.pack(sample.data());
   const int result = writer.sample(id, time, sample.data(), sample.size());
   return result < 0 ? result : flushWhenDue();
@@ -117,12 +120,13 @@ int LoggingService::flushWhenDue() {
 }
 
 int LoggingService::close() {
-  // A log that was enabled and has got no sample is a log all the same.
+  // A log that was enabled, but got no sample since, is still to be created.
   if (context != nullptr) takeSettings();
   return closeLog();
 }
 
 int LoggingService::closeLog() {
+  // After a failed write the log ends where the kernel stopped, and put() has returned the reason already.
   const bool open = enabled && status == 0;
   enabled = false;
   status = 0;

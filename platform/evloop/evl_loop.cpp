@@ -30,8 +30,8 @@ int millisecondsUntil(Clock::time_point deadline) {
 
 struct evl_loop {
   int epollFd;
-  // By a number that is never used twice: an event of a descriptor that a callback has removed, and perhaps
-  // replaced by another of the same number, finds nothing here.
+  // By a number that is never used again, not by descriptor: a callback may remove a descriptor and attach
+  // another of the same number, which must not get the events that were met for the first.
   std::map<uint64_t, Watch> watches;
   uint64_t nextId = 0;
 
@@ -50,7 +50,7 @@ int evl_loop_wait_and_process(evl_loop* loop, int timeout_ms) {
   if (loop == nullptr) return -EINVAL;
 
   const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
-  std::array<epoll_event, 16> events;
+  std::array<epoll_event, 16> events;  // more ready descriptors wait for the next call
   int ready = 0;
   int left = timeout_ms;
   while ((ready = epoll_wait(loop->epollFd, events.data(), events.size(), left)) < 0) {

@@ -22,7 +22,7 @@ using Dravon3::Estimator;
 
 constexpr const char* LIBRARY_TAG = "ostrel";
 
-/// What an API's entry is bound to: whoever replays calls finds the arguments at the second place.
+/// What an API's entry points to. A replay finds the arguments through the second pointer.
 struct ArgumentLink {
   const char* apiName;
   DataRegistry* arguments;
@@ -56,7 +56,7 @@ class Call : public InputBase {
   }
 
   void registerArgs(DataRegistry& registry) override {
-    // Any registrable type would do: the link is found by its address, and no one uses the entry's value.
+    // Any registrable type would do: only the address of the link is used, never the value of the entry.
     registry.reg(name, reinterpret_cast<unsigned long*>(&link));
   }
 

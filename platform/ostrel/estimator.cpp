@@ -17,18 +17,18 @@ static_assert(sizeof(estimator_outputs) == 96 && sizeof(sensors_data) == SENSOR_
 
 constexpr double GRAVITY = 9.80665;       // m/s^2
 constexpr double PASCALS_PER_METRE = 12;  // near the ground
-constexpr double STEP_SECONDS = 0.005;    // of a step whose samples don't tell
+constexpr double STEP_SECONDS = 0.005;    // assumed when the samples don't tell
 constexpr double LEVELLING = 1;           // rad/s for each unit of error
 
 // Bandwidths in rad/s: how fast a height measure pulls the estimate.
 constexpr double BARO_BANDWIDTH = 1;
 constexpr double RANGE_BANDWIDTH = 3;
 
-// What lies beyond is damage, not flight.
+// Values beyond these come from damage, not from flight, and are left out or cut off.
 constexpr double MAX_RATE = 60;    // rad/s
 constexpr double MAX_FORCE = 500;  // m/s^2
 constexpr double MAX_SAMPLE_SECONDS = 0.1;
-constexpr double MAX_CORRECTION_SECONDS = 0.05;  // above, the sum of the corrections would overshoot
+constexpr double MAX_CORRECTION_SECONDS = 0.05;  // longer steps would overshoot
 constexpr double MIN_PRESSURE = 10e3;            // Pa
 constexpr double MAX_PRESSURE = 120e3;
 constexpr double MAX_ULTRASOUND = 8;  // m
@@ -37,11 +37,11 @@ constexpr double MIN_DOWN = 0.7;      // cosine of the tilt up to which a range 
 constexpr double MAX_POSITION = 10e3;
 constexpr double MAX_SPEED = 200;
 
-// Within these of its aim, a take-off or a landing is over.
+// A take-off or a landing is over this near to its aim, and a landing only when this slow.
 constexpr double NEAR_METRES = 0.3;
 constexpr double NEAR_SPEED = 0.5;
 
-/// Copies a record out of the image. Never one with a bool, which not every byte is a value of.
+/// Copies a record out of the image. Not for records with a bool: most bytes are no value of one.
 template <class Record>
 Record load(const std::byte* sensors, std::size_t offset) {
   static_assert(std::is_trivially_copyable_v<Record>);
@@ -50,7 +50,7 @@ Record load(const std::byte* sensors, std::size_t offset) {
   return record;
 }
 
-// Written so that NaN is in no range.
+// NaN fails every comparison, so it is in no range.
 bool within(double value, double lowest, double highest) {
   return value >= lowest && value <= highest;
 }
@@ -66,7 +66,7 @@ double dot(const std::array<double, 3>& a, const std::array<double, 3>& b) {
 
 /// The time from one sample to the next, or `otherwise` when the stamps don't advance plausibly.
 double secondsBetween(const timespec& earlier, const timespec& later, double otherwise) {
-  // Unsigned, which any stamps may wrap.
+  // Unsigned: damaged stamps may overflow, which is undefined for signed numbers.
   const auto nanoseconds = [](const timespec& time) {
     return static_cast<std::uint64_t>(time.tv_sec) * 1'000'000'000 +
            static_cast<std::uint64_t>(time.tv_nsec);
@@ -172,6 +172,7 @@ double Estimator::integrate(const sensor_imu_data& imu) {
     elapsed += seconds;
   }
   if (elapsed > 0) return elapsed;
+  // Without a usable sample the vehicle is taken to move on as before.
   position += speed * STEP_SECONDS;
   return STEP_SECONDS;
 }
@@ -179,8 +180,8 @@ double Estimator::integrate(const sensor_imu_data& imu) {
 void Estimator::integrateSample(const Vector& rate, const Vector& force, double seconds) {
   const Vector bodyDown = down();
   auto [p, q, r] = rate;
-  // At rest the accelerometer measures the ground's push, straight up. In a manoeuvre it doesn't, which
-  // shows in the strength.
+  // At rest the accelerometer measures only the ground's push, straight up, so it tells where up is. In a
+  // manoeuvre it measures other forces as well; a strength far from gravity's shows that.
   const double strength = std::sqrt(dot(force, force));
   if (within(strength, GRAVITY / 2, GRAVITY * 3 / 2)) {
     const double gain = LEVELLING / strength;

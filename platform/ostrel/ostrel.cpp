@@ -13,7 +13,7 @@
 namespace {
 
 Dravon3::data_manager_record dataManager;
-std::optional<Dravon3::Estimator> estimator;  // the instance, when there is one
+std::optional<Dravon3::Estimator> estimator;  // the instance; the record above outlives it
 std::string hardwareVariant;
 
 }  // namespace

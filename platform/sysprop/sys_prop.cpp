@@ -13,6 +13,7 @@
 
 namespace {
 
+// Bounds the memory that a wrong file name costs.
 constexpr std::size_t MAX_FILE_BYTES = std::size_t{1} << 20U;
 
 // Appends what `file` holds to `text`. 0, or a negated errno.
@@ -34,7 +35,7 @@ int readAll(int file, std::string& text) {
 int readStore(std::string& text) {
   const char* const path = std::getenv("SYS_PROP_FILE");
   if (path == nullptr) return 0;
-  // A pipe that no one writes to must not hold the caller up.
+  // Non-blocking, so that a pipe without a writer doesn't hold the caller up: it reads as an empty file.
   const int file = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (file < 0) return errno == ENOENT || errno == ENOTDIR ? 0 : -errno;
   const int result = readAll(file, text);
@@ -76,7 +77,7 @@ int store(std::string_view text, char* value) {
 int sys_prop_get(const char* key, char* value, const char* default_value) {
   if (value == nullptr) return -EINVAL;
   value[0] = '\0';
-  // First of all, so that every failure leaves the default behind.
+  // Before anything can fail, so that every failure leaves the default in the buffer.
   const int defaultLength = store(default_value != nullptr ? default_value : "", value);
   if (key == nullptr || *key == '\0') return -EINVAL;
 

@@ -63,7 +63,7 @@ struct SampleTime {
 };
 static_assert(sizeof(SampleTime) == 16);
 
-// What bounds a reader's memory, whatever a log claims.
+// These bound a reader's memory, whatever a log claims.
 constexpr std::size_t maxPayloadBytes = 1U << 20;
 constexpr std::size_t maxSections = 256;
 

@@ -21,7 +21,7 @@ namespace telemetry {
 namespace {
 
 constexpr char logTag[] = "telemetry";
-constexpr std::size_t bufferBytes = 256UL * 1024;
+constexpr std::size_t bufferBytes = 256UL * 1024;  // about 300 steps of a replay for each call of read()
 
 /// Takes a payload apart. Once something did not fit, nothing more is taken and whole() is false.
 class Payload {
@@ -266,7 +266,7 @@ int BlackboxReader::deliverBlock() {
     case format::SECTION_CHANGED: return describeSection();
     case format::SECTION_REMOVED:
       if (sections.count(block.section) == 0) return damaged("removes a section that does not exist");
-      callbacks->sectionRemoved(block.section);
+      callbacks->sectionRemoved(block.section);  // while it can still be asked about
       sections.erase(block.section);
       return 0;
     case format::SAMPLE: return deliverSample();
@@ -297,6 +297,7 @@ int BlackboxReader::describeSection() {
   }
   if (!content.whole()) return damaged("a section description that does not fit");
 
+  // Stored first, because the callbacks ask for the new description.
   sections[block.section] = std::move(section);
   if (added) callbacks->sectionAdded(block.section);
   callbacks->sectionChanged(block.section, payload(), block.payloadBytes);
@@ -314,8 +315,8 @@ int BlackboxReader::deliverSample() {
   std::memcpy(&recorded, payload(), sizeof recorded);
   const timespec time{recorded.seconds, recorded.nanoseconds};
   const unsigned char* bytes = payload() + sizeof recorded;
-  // Copies, because after every callback the members would have to be loaded again: this loop is most of
-  // the cost of a sample.
+  // Local copies: the compiler must load members again after every callback, and this loop is most of the
+  // cost of a sample.
   BlackboxReaderItfCb& target = *callbacks;
   const unsigned int id = block.section;
   target.sampleBegin(id, &time, bytes, section.sampleBytes);

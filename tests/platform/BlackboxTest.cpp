@@ -13,7 +13,9 @@
 #include "telemetry/blackbox_writer.hpp"
 
 using telemetry::BlackboxWriter;
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::StartsWith;
 
 namespace {
@@ -145,8 +147,9 @@ TEST_P(DamagedBlock, EndsTheReadWithoutASample) {
   const Reading reading(folder.write("bad", GetParam().bytes));
   EXPECT_EQ(reading.opened < 0 ? reading.opened : reading.result, -EBADMSG);
   EXPECT_EQ(reading.out.str().find("sample"), std::string::npos);
-  EXPECT_THAT(reading.lines, ElementsAre("<3>" + folder.path("bad") + ": damaged in the block at byte " +
-                                         std::to_string(reading.position) + ": " + GetParam().complaint));
+  EXPECT_THAT(reading.lines,
+              ElementsAre(AllOf(StartsWith("<3>" + folder.path("bad") + ": damaged in the block at byte "),
+                                EndsWith(": " + GetParam().complaint))));
 }
 
 using Log = BlackboxBuilder;
@@ -188,27 +191,20 @@ const Damage DAMAGES[] = {
 };
 INSTANTIATE_ROWS(DamagedBlock, DAMAGES);
 
-TEST_F(Blackbox, WriterWritesTheDocumentedBytes) {
+TEST_F(Blackbox, WriterReplacesALongerOlderLogByTheDocumentedBytes) {
+  folder.write("flight.tlmb", std::string(100'000, 'x'));
+  const std::vector<telemetry::VarDesc> two = {{"a", TLM_VAR_UINT16, 1, 2}, {"b", TLM_VAR_DOUBLE, 2, 8}};
   BlackboxWriter writer;
   ASSERT_EQ(writer.open(path, {{"ro.hardware", "BOARD"}, {"note", ""}}), 0);
   EXPECT_EQ(writer.addSection("first", BYTE), 0);
-  EXPECT_EQ(writer.addSection("second", {{"a", TLM_VAR_UINT16, 1, 2}, {"b", TLM_VAR_DOUBLE, 2, 8}}), 1);
+  EXPECT_EQ(writer.addSection("second", two), 1);
   EXPECT_EQ(writer.sample(1, {5, 9}, "ABabcdefghABCDEFGH", 18), 0);
   EXPECT_EQ(writer.sample(0, {-6, 7}, "C", 1), 0);
   EXPECT_EQ(writer.close(), 0);
   Log expected({{"ro.hardware", "BOARD"}, {"note", ""}});
-  expected.addSection(0, "first", BYTE);
-  expected.addSection(1, "second", {{"a", TLM_VAR_UINT16, 1, 2}, {"b", TLM_VAR_DOUBLE, 2, 8}});
+  expected.addSection(0, "first", BYTE).addSection(1, "second", two);
   expected.sample(1, 5, 9, "ABabcdefghABCDEFGH").sample(0, -6, 7, "C").end();
   EXPECT_EQ(readFile(path), expected.bytes);
-}
-
-TEST_F(Blackbox, WriterLeavesNothingOfALongerOlderLog) {
-  folder.write("flight.tlmb", std::string(100'000, 'x'));
-  BlackboxWriter writer;
-  ASSERT_EQ(writer.open(path, {}), 0);
-  EXPECT_EQ(writer.close(), 0);
-  EXPECT_EQ(readFile(path), Log().end().bytes);
 }
 
 TEST_F(Blackbox, BlocksLargerThanTheBuffersArrive) {
@@ -227,19 +223,15 @@ TEST_F(Blackbox, BlocksLargerThanTheBuffersArrive) {
   EXPECT_EQ(Reading(path).position, expected.bytes.size());
 }
 
-TEST_F(Blackbox, SamplesReachTheFileAtAFlushOrAfter64KiB) {
+TEST_F(Blackbox, SamplesReachTheFileWhen64KiBHaveComeTogether) {
   BlackboxWriter writer;
   ASSERT_EQ(writer.open(path, {}), 0);
-  ASSERT_EQ(writer.addSection("", BYTE), 0);
-  const std::size_t headBytes = readFile(path).size();
-  EXPECT_EQ(headBytes, Log().bytes.size());
-  EXPECT_EQ(writer.flush(), 0);
-  const std::size_t flushedBytes = readFile(path).size();
-  EXPECT_EQ(flushedBytes, Log().addSection(0, "", BYTE).bytes.size());
-  for (int i = 0; i < 65536 / 37; ++i) ASSERT_EQ(writer.sample(0, {}, "v", 1), 0);
-  EXPECT_EQ(readFile(path).size(), flushedBytes);
-  ASSERT_EQ(writer.sample(0, {}, "v", 1), 0);
-  EXPECT_EQ(readFile(path).size(), flushedBytes + (65536 / 37 + 1) * 37);
+  ASSERT_EQ(writer.addSection("", {{"v", TLM_VAR_UINT8, 10'000, 1}}), 0);
+  const std::string values(10'000, 'v');
+  for (int i = 0; i < 6; ++i) ASSERT_EQ(writer.sample(0, {}, values.data(), values.size()), 0);
+  EXPECT_EQ(readFile(path), Log().bytes);
+  ASSERT_EQ(writer.sample(0, {}, values.data(), values.size()), 0);
+  EXPECT_GT(readFile(path).size(), 65536U);
 }
 
 TEST_F(Blackbox, WriterRefusesMisuse) {

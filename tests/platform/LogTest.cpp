@@ -100,15 +100,11 @@ TEST(LogLine, OnATerminalHasALetterAndAColour) {
   ASSERT_EQ(openpty(&screen, &terminal, nullptr, nullptr, nullptr), 0);
   writesOf("7", [&] {
     dup2(terminal, STDERR_FILENO);
-    log_print("tag", LOG_EMERG, "text");
     log_print("tag", LOG_ERR, "text");
-    log_print("tag", LOG_DEBUG, "text");
   });
-  std::string shown(1000, '\0');
-  shown.resize(static_cast<std::size_t>(read(screen, shown.data(), shown.size())));
-  EXPECT_EQ(shown,
-            "\033[1;31mP tag: text\033[0m\r\n\033[31mE tag: text\033[0m\r\n"
-            "\033[34mD tag: text\033[0m\r\n");
+  char shown[100];
+  const ssize_t count = read(screen, shown, sizeof(shown));
+  EXPECT_EQ(std::string(shown, static_cast<std::size_t>(count)), "\033[31mE tag: text\033[0m\r\n");
   close(terminal);
   close(screen);
 }

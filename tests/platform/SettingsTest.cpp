@@ -119,14 +119,6 @@ TEST_F(Settings, ClientThatNeverListensKeepsTheNewestEvents) {
   EXPECT_EQ(events.back(), "a 30 -> 31");
 }
 
-TEST_F(Settings, StopDropsTheEventsThatWait) {
-  Client client;
-  EXPECT_EQ(client.setInt("a", 1), 0);
-  EXPECT_EQ(kvs_ctx_stop(client.ctx), 0);
-  EXPECT_EQ(client.setInt("a", 2), 0);
-  EXPECT_THAT(client.takeEvents(), ElementsAre());
-}
-
 TEST_F(Settings, InMemoryAreForgottenWithTheLastClient) {
   setenv("KVS_FILE", "", 1);
   auto first = std::make_unique<Client>(), second = std::make_unique<Client>();

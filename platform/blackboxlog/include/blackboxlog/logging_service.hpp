@@ -23,9 +23,9 @@ namespace blackboxlog {
 ///   "tlm-blackbox.flushperiod"  int     seconds between two hand-overs to the kernel; none below 1
 ///
 /// A client of the settings service like any other: it takes the changes, in their order, at the next put()
-/// or close(). It goes by what is set from its construction on. What the settings held before may name a
-/// log that was recorded earlier, which it must not open again. Without the settings service nothing is
-/// ever enabled. Single-threaded.
+/// or close(). Only settings that are set after its construction count: earlier ones may name a log that
+/// was recorded before, and opening that again would empty it. Without the settings service nothing is ever
+/// enabled. Single-threaded.
 class LoggingService {
  public:
   /// `headerValues` go into the head of every log.
@@ -72,7 +72,7 @@ class LoggingService {
   std::string filter;
   telemetry::BlackboxWriter writer;
   int status = 0;                           ///< why the enabled log can't be written
-  std::map<std::string, Section> sections;  ///< by name: those that came up since the log was opened
+  std::map<std::string, Section> sections;  ///< by name: those put since the log was opened
   timespec lastFlush{};
 };
 

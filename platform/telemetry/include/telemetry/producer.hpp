@@ -44,8 +44,8 @@ class Registrator {
   void pack(void* sample) const;
 
  private:
-  /// Bytes of one or more variables, each registered right after the one that it lies behind. Most of a
-  /// step's time went into copying values of four bytes one by one.
+  /// Adjacent bytes of variables that were registered one after another. They are copied at once: copying
+  /// values of four bytes one by one took most of a step's time.
   struct Run {
     const unsigned char* first;
     std::size_t bytes;
