@@ -35,7 +35,7 @@ struct Event {
 struct kvs_ctx {
   Listener listener;
   std::shared_ptr<kvs::SettingsFile> settings;
-  kvs::UniqueFd wakeUp;  ///< an eventfd, readable while events wait
+  kvs::UniqueFd wakeUp;  ///< an eventfd that counts the events that wait
   evl_loop* loop = nullptr;
   bool started = false;
   std::map<std::string, Listener> subscriptions{};
@@ -68,25 +68,22 @@ void call(kvs_ctx* ctx, const Event& event) {
                     isChange ? 1 : 0, listener.userdata);
 }
 
-/// The loop's callback: delivers the events that wait now. Those that the callbacks cause wait for the next
-/// round, so that a client that answers each change with a set doesn't keep its loop from returning.
+/// The loop's callback: delivers one event. The loop calls again while more wait, so a callback may stop
+/// the context or take it off the loop.
 void deliver(int fd, uint32_t, void* userdata) {
   auto* ctx = static_cast<kvs_ctx*>(userdata);
-  eventfd_t ignored = 0;
-  eventfd_read(fd, &ignored);
-  // A callback may stop the context or take it off the loop.
-  for (size_t left = ctx->events.size(); left > 0 && !ctx->events.empty() && ctx->loop != nullptr; --left) {
-    const Event event = std::move(ctx->events.front());
-    ctx->events.pop_front();
-    call(ctx, event);
-  }
-  if (!ctx->events.empty()) eventfd_write(fd, 1);
+  eventfd_t one = 0;
+  eventfd_read(fd, &one);
+  if (ctx->events.empty()) return;  // dropped in the meantime
+  const Event event = std::move(ctx->events.front());
+  ctx->events.pop_front();
+  call(ctx, event);
 }
 
 }  // namespace
 
 kvs_ctx* kvs_ctx_new_client(kvs_cb callback, void* userdata) {
-  kvs::UniqueFd wakeUp(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
+  kvs::UniqueFd wakeUp(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC | EFD_SEMAPHORE));
   if (wakeUp.get() < 0) {
     log_print("kvs", LOG_ERR, "Can't make a settings client: %s", strerror(errno));
     return nullptr;

@@ -222,6 +222,7 @@ TEST_F(Settings, FileThatCanNotBeOpenedIsAnErrorLine) {
   ASSERT_EQ(symlink("nowhere", folder.path("dangling").c_str()), 0);
   ASSERT_EQ(mkfifo(folder.path("pipe").c_str(), 0600), 0);
   const std::pair<std::string, std::string> refusals[] = {
+      {folder.path("dangling"), "Too many levels of symbolic links"},
       {folder.path("pipe"), "Invalid argument"},
       {folder.makeDirectory("directory"), "Is a directory"},
       {folder.path("missing/file"), "No such file or directory"},
@@ -240,10 +241,13 @@ TEST_F(Settings, HoldOneMebibyte) {
   for (int key = 1000; key < 1256; ++key)
     bytes += "s " + std::to_string(key) + " " + std::string(key < 1255 ? 4088 : 4082, 'x') + "\n";
   folder.write("settings", bytes);
-  const Client client;
-  EXPECT_EQ(client.setInt("a", 10), -EFBIG);
-  EXPECT_EQ(client.get("a"), "nothing");
-  EXPECT_EQ(client.setInt("a", 1), 0);
+  {
+    const Client client;
+    EXPECT_EQ(client.setInt("a", 10), -EFBIG);
+    EXPECT_EQ(client.get("a"), "nothing");
+    EXPECT_EQ(client.setInt("a", 1), 0);
+  }
+  EXPECT_EQ(Client().get("a"), "1");
 }
 
 TEST_F(Settings, FailedCallOnAFileIsAnErrorLineAndLeavesTheFolderAsItWas) {

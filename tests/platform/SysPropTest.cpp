@@ -68,4 +68,10 @@ TEST(PropertyFile, ThatIsNoFileMeansTheDefault) {
   EXPECT_EQ(lookUp(folder.makeDirectory("directory"), "default").result, -EISDIR);
 }
 
+TEST(PropertyFile, ThatIsNotNamedMeansTheDefault) {
+  unsetenv("SYS_PROP_FILE");
+  char value[SYS_PROP_VALUE_MAX];
+  EXPECT_EQ(sys_prop_get("key", value, "default"), 7);
+}
+
 }  // namespace
