@@ -187,7 +187,12 @@ int SettingsFile::load() {
   const ssize_t count = read(file.get(), bytes.data(), bytes.size());
   // A part of the settings would be saved as all of them.
   if (count != status.st_size) return count < 0 ? -errno : -EIO;
+  parse(bytes);
+  settings = loaded;
+  return 0;
+}
 
+void SettingsFile::parse(const std::string& bytes) {
   std::istringstream lines(bytes);
   size_t lineNumber = 0;
   size_t firstDamaged = 0;
@@ -212,8 +217,6 @@ int SettingsFile::load() {
     log_print("kvs", LOG_WARNING, "Settings file %s, line %zu: not a setting, ignored (%zu such lines)",
               path.c_str(), firstDamaged, damaged);
   }
-  settings = loaded;
-  return 0;
 }
 
 bool SettingsFile::get(const std::string& key, kvs_value& value) const {

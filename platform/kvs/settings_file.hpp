@@ -57,6 +57,7 @@ class SettingsFile {
   SettingsFile() = default;
   int takeLock();
   int load();
+  void parse(const std::string& bytes);
 
   /// By key, the rest of the line that sets it: "s /data/flights". A kvs_value would take 4 KiB for each.
   using Settings = std::map<std::string, std::string>;
