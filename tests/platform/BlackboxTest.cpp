@@ -104,6 +104,13 @@ TEST_F(Blackbox, WholeLogIsDeliveredBlockByBlock) {
   EXPECT_THAT(reading.lines, ElementsAre());
 }
 
+TEST_F(Blackbox, ReaderBeginsAnewWithTheNextLog) {
+  const Reading reading(folder.write("whole", log.bytes));
+  EXPECT_EQ(reading.reader->open(folder.path("whole")), 0);
+  EXPECT_EQ(dynamic_cast<const telemetry::BlackboxPosition&>(*reading.reader).position(), log.ends[1]);
+  EXPECT_EQ(reading.reader->varCount(7), 0U);
+}
+
 TEST_F(Blackbox, LogCutAtAnyByteEndsAfterItsLastWholeBlock) {
   const std::string cutPath = folder.path("cut");
   std::size_t lastEnd = 0;
