@@ -141,6 +141,15 @@ const Flight FLIGHTS[] = {
 };
 INSTANTIATE_ROWS(FlightState, FLIGHTS);
 
+TEST_F(Estimator, PositionAndSpeedStopAtTheirLimits) {
+  sensors_data sensors = atRest();
+  sensors.imu.acc[0].z = sensors.imu.acc[1].z = -100;
+  sensors.baro.pressure = 0;
+  for (int i = 0; i < 11'000; ++i) run(sensors);
+  EXPECT_EQ(run(sensors).vertical_position, 10'000);
+  EXPECT_EQ(run(sensors).vertical_speed, 200);
+}
+
 TEST_F(Estimator, StaysFiniteWhateverTheSensorsHold) {
   std::mt19937_64 random(7);
   for (int i = 0; i < 20'000; ++i) {
