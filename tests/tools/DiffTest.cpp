@@ -67,6 +67,7 @@ const DiffRow SAMPLES[] = {
     {"SignOfZero", withX({-0.0}), withX({0}), "", oneDiffers("x", "-0", "0", "0")},
     {"SignOfZeroWithTolerance", withX({-0.0}), withX({0}), "--tolerance 0", same("1 steps, 1 variables")},
     {"AtTheTolerance", withX({1.5}), withX({1.75}), "--tolerance 0.25", same("1 steps, 1 variables")},
+    {"ToleranceWithALeadingZero", withX({1}), withX({10}), "--tolerance 010", same("1 steps, 1 variables")},
     {"AboveTheTolerance", withX({1.5}), withX({1.75}), "--tolerance 0.24",
      oneDiffers("x", "1.5", "1.75", "0.25")},
     {"BelowTheTolerance", withX({1.75}), withX({1.5}), "--tolerance 0.24",

@@ -67,12 +67,32 @@ TEST_P(NoNumber, IsRefusedInOneLineThatNamesTheOption) {
 }
 
 const NumberRow NO_NUMBERS[] = {
-    {"Seconds", "make f", "--seconds", {"soon"}},
-    {"Rate", "make f", "--rate", {"4294967496"}},
-    {"Seed", "make f", "--seed", {"-1", "18446744073709551616"}},
-    {"Tolerance", "diff a b", "--tolerance", {"none"}},
+    {"Seconds", "make f", "--seconds", {"soon", "0x10", "10x", "\"1 0\"", "\"\""}},
+    {"Rate", "make f", "--rate", {"4294967496", "0x10", "10x", "\"1 0\"", "\"\""}},
+    {"Seed", "make f", "--seed", {"-1", "18446744073709551616", "0x10", "10x", "\"1 0\"", "\"\""}},
+    {"Tolerance", "diff a b", "--tolerance", {"none", "0x10", "10x", "\"1 0\"", "\"\""}},
 };
 INSTANTIATE_ROWS(NoNumber, NO_NUMBERS);
+
+struct LeadingZeroRow : Row {
+  std::string options, withZeros;
+};
+
+class LeadingZeros : public LogTool, public testing::WithParamInterface<LeadingZeroRow> {};
+
+TEST_P(LeadingZeros, LeaveANumberDecimal) {
+  run("make f " + GetParam().options);
+  run("make zeros " + GetParam().withZeros);
+  EXPECT_EQ(readFile(folder.path("zeros.cont")), readFile(folder.path("f.cont")));
+  EXPECT_NE(readFile(folder.path("f.cont")), "");
+}
+
+const LeadingZeroRow LEADING_ZEROS[] = {
+    {"OfASeed", "--seconds 1 --seed 10", "--seconds 1 --seed 010"},
+    {"OfSeconds", "--rate 10 --seconds 10", "--rate 10 --seconds 010"},
+    {"OfARate", "--seconds 1 --rate 10", "--seconds 1 --rate 010"},
+};
+INSTANTIATE_ROWS(LeadingZeros, LEADING_ZEROS);
 
 using UsageHelp = LogTool;
 
