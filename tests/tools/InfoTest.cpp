@@ -89,6 +89,26 @@ TEST_F(InfoTest, DescribesLogsOfAllKindsAsJson) {
     {"file": "none", "error": "No such file or directory"}])"));
 }
 
+const std::string UNUSUAL = callsOf(event(3, 0, {1}) + move(4, 5, 6));
+
+TEST_F(InfoTest, CountsCallsWithAnotherNumberOfArguments) {
+  folder.write("log", UNUSUAL);
+  expectRun("info log", {0,
+                         "log: legacy event log\n  variant    quad-x\n  calls      2, steps 3 to 4\n"
+                         "          1  land()\n          1  move(to, by)\n"
+                         "  unusual    1 call with another number of arguments than the header names\n"
+                         "  end        whole\n",
+                         ""});
+}
+
+TEST_F(InfoTest, CountsCallsWithAnotherNumberOfArgumentsInJson) {
+  folder.write("log", UNUSUAL);
+  const json log = json::parse(run("info --json log").out).at(0);
+  EXPECT_EQ(log.at("unusual"), json::parse(R"([
+    {"records": 1, "what": "with another number of arguments than the header names"}])"));
+  EXPECT_EQ(log.at("records"), 2);
+}
+
 struct InfoRow : Row {
   std::string log;
   ProgramResult result;
@@ -177,6 +197,8 @@ const InfoRow ENDS[] = {
     {"WholeSamples", cutBy(16, SAMPLES), samples(1, "whole")},
     {"HeaderOnly", continuousHeader({"x", "y"}), samples(0, "whole")},
     {"HeaderWithoutItsEnd", "-- Build infos\nnentries : 2\ntitles : x,y\n", samples(0, cutAfter(41))},
+    {"FarMoreColumnsCounted", header("nentries : 3000000000\ntitles : x, y\n") + values({1, 2}),
+     samples(1, "whole")},
     {"OneByteOfACall", MOVES + "x", calls(2, cutAfter(MOVES.size()))},
     {"HeadOfACall", cutBy(16, MOVES), calls(1, cutAfter(MOVES.size() - 40))},
     {"AllButOneByteOfACall", cutBy(1, MOVES), calls(1, cutAfter(MOVES.size() - 40))},
