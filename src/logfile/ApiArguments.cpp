@@ -9,7 +9,7 @@ namespace {
 ///
 /// The library made the entry, from its own build of these classes and under a type that means nothing: a
 /// downcast could fail or lie. But the bound address lies at one place in every DataEntry<T>, right behind
-/// the base (the build checks it for each T), so it is read there.
+/// the base (the build and a test check it), so it is read there.
 const std::byte* boundAddress(const DataEntryBase& entry) {
   const std::byte* address = nullptr;
   std::memcpy(&address, reinterpret_cast<const std::byte*>(&entry) + sizeof(DataEntryBase),

@@ -13,10 +13,8 @@
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Winvalid-offsetof"
 static_assert(!std::is_polymorphic_v<DataRegistry>);
-static_assert(offsetof(DataRegistry, name) == 0);
-static_assert(offsetof(DataRegistry, entries) == 32);
-static_assert(offsetof(DataRegistry, entryList) == 80);
-static_assert(offsetof(DataRegistry, frozen) == 104 && sizeof(DataRegistry) == 112);
+static_assert(offsetof(DataRegistry, entries) == 32 && offsetof(DataRegistry, entryList) == 80);
+static_assert(sizeof(DataRegistry) == 112 && offsetof(DataRegistry, frozen) == 104);
 #pragma GCC diagnostic pop
 
 DataRegistry::DataRegistry(std::string registryName) : name(std::move(registryName)) {}

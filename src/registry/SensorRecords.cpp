@@ -2,144 +2,36 @@
 
 #include <cstddef>
 #include <type_traits>
-#include <utility>
 
 #include "registry/Introspect.hpp"
 
 using Ostrel::Utils::join;
 
-// The flight-control library copies the record as raw bytes, so every offset is an interface.
-#define EXPECT_RECORD(record, bytes, alignment)                                \
-  static_assert(sizeof(record) == (bytes) && alignof(record) == (alignment) && \
-                std::is_trivially_copyable_v<record> && std::is_standard_layout_v<record>)
-// NOLINTBEGIN(bugprone-macro-parentheses): a type takes none
-#define EXPECT_FIELD(record, field, type, offset)      \
-  static_assert(offsetof(record, field) == (offset) && \
-                std::is_same_v<decltype(std::declval<record&>().field), type>)
-// NOLINTEND(bugprone-macro-parentheses)
-
-EXPECT_RECORD(sensor_vector, 12, 4);
-EXPECT_FIELD(sensor_vector, x, float, 0);
-EXPECT_FIELD(sensor_vector, y, float, 4);
-EXPECT_FIELD(sensor_vector, z, float, 8);
-
-EXPECT_RECORD(timespec, 16, 8);
-EXPECT_FIELD(timespec, tv_sec, long, 0);
-EXPECT_FIELD(timespec, tv_nsec, long, 8);
-
-EXPECT_RECORD(sensor_imu_data, 232, 8);
-EXPECT_FIELD(sensor_imu_data, gyro, sensor_vector[5], 0);
-EXPECT_FIELD(sensor_imu_data, acc, sensor_vector[5], 60);
-EXPECT_FIELD(sensor_imu_data, temp, float[5], 120);
-EXPECT_FIELD(sensor_imu_data, nb_samples, std::uint8_t, 145);
-EXPECT_FIELD(sensor_imu_data, timestamp, timespec[5], 152);
-
-EXPECT_RECORD(sensor_baro_data, 32, 4);
-EXPECT_FIELD(sensor_baro_data, pressure, float, 0);
-EXPECT_FIELD(sensor_baro_data, temperature, float, 4);
-EXPECT_FIELD(sensor_baro_data, flags, std::int32_t, 8);
-
-EXPECT_RECORD(sensor_magneto_data, 32, 4);
-EXPECT_FIELD(sensor_magneto_data, x, float, 0);
-EXPECT_FIELD(sensor_magneto_data, y, float, 4);
-EXPECT_FIELD(sensor_magneto_data, z, float, 8);
-EXPECT_FIELD(sensor_magneto_data, temperature, float, 12);
-
-EXPECT_RECORD(sensor_motor_speed, 4, 2);
-EXPECT_FIELD(sensor_motor_speed, rpm, std::uint16_t, 0);
-EXPECT_FIELD(sensor_motor_speed, pwm, std::uint8_t, 2);
-
-EXPECT_RECORD(sensor_motors_data, 96, 4);
-EXPECT_FIELD(sensor_motors_data, braking, std::int32_t, 0);
-EXPECT_FIELD(sensor_motors_data, ramping, std::int32_t, 4);
-EXPECT_FIELD(sensor_motors_data, spinning, std::int32_t, 8);
-EXPECT_FIELD(sensor_motors_data, nominal, std::int32_t, 12);
-EXPECT_FIELD(sensor_motors_data, idle, std::int32_t, 16);
-EXPECT_FIELD(sensor_motors_data, speeds, sensor_motor_speed[4], 20);
-EXPECT_FIELD(sensor_motors_data, status, std::int32_t[4], 52);
-EXPECT_FIELD(sensor_motors_data, vbat, float, 88);
-
-EXPECT_RECORD(sensor_us_data, 40, 4);
-EXPECT_FIELD(sensor_us_data, altitude, float, 0);
-EXPECT_FIELD(sensor_us_data, altitude_v2, float, 4);
-EXPECT_FIELD(sensor_us_data, measure_index, std::int32_t, 12);
-EXPECT_FIELD(sensor_us_data, range_mode, std::int32_t, 16);
-
-EXPECT_RECORD(sensor_gps_data, 768, 8);
-EXPECT_FIELD(sensor_gps_data, location.latitude, double, 8);
-EXPECT_FIELD(sensor_gps_data, location.longitude, double, 16);
-EXPECT_FIELD(sensor_gps_data, location.amsl_altitude, double, 24);
-EXPECT_FIELD(sensor_gps_data, location.timestamp, std::uint64_t, 56);
-EXPECT_FIELD(sensor_gps_data, extra_common.sv_used_cnt, std::int32_t, 604);
-EXPECT_FIELD(sensor_gps_data, extra_eride.lat_err, float, 616);
-EXPECT_FIELD(sensor_gps_data, extra_eride.lon_err, float, 620);
-EXPECT_FIELD(sensor_gps_data, extra_eride.alt_err, float, 624);
-EXPECT_FIELD(sensor_gps_data, extra_eride.east_vel, float, 628);
-EXPECT_FIELD(sensor_gps_data, extra_eride.north_vel, float, 632);
-EXPECT_FIELD(sensor_gps_data, extra_eride.up_vel, float, 636);
-EXPECT_FIELD(sensor_gps_data, extra_eride.vel_sigma, float, 640);
-EXPECT_FIELD(sensor_gps_data, flags, std::int32_t, 748);
-
-EXPECT_RECORD(sensor_battery_data, 128, 4);
-EXPECT_FIELD(sensor_battery_data, voltage, float, 12);
-EXPECT_FIELD(sensor_battery_data, current, float, 16);
-EXPECT_FIELD(sensor_battery_data, capacity, std::uint32_t, 20);
-EXPECT_FIELD(sensor_battery_data, full_charge_cap, float, 24);
-EXPECT_FIELD(sensor_battery_data, remaining_cap, float, 28);
-EXPECT_FIELD(sensor_battery_data, time_to_empty, std::int32_t, 32);
-EXPECT_FIELD(sensor_battery_data, cycle_count, std::uint32_t, 52);
-
-EXPECT_RECORD(sensor_tof_data, 120, 4);
-EXPECT_FIELD(sensor_tof_data, distance, float, 0);
-EXPECT_FIELD(sensor_tof_data, magnitude, float, 4);
-EXPECT_FIELD(sensor_tof_data, temperature, float, 8);
-EXPECT_FIELD(sensor_tof_data, ambient, float, 12);
-EXPECT_FIELD(sensor_tof_data, invalid_flags, std::int32_t, 16);
-EXPECT_FIELD(sensor_tof_data, qualification, std::int32_t, 20);
-EXPECT_FIELD(sensor_tof_data, flags, std::int32_t, 24);
-
-EXPECT_RECORD(sensor_carpet_detection_data, 48, 8);
-EXPECT_FIELD(sensor_carpet_detection_data, x, float, 0);
-EXPECT_FIELD(sensor_carpet_detection_data, y, float, 4);
-EXPECT_FIELD(sensor_carpet_detection_data, z, float, 8);
-EXPECT_FIELD(sensor_carpet_detection_data, orientation, float, 12);
-EXPECT_FIELD(sensor_carpet_detection_data, nb_targets, std::int32_t, 16);
-EXPECT_FIELD(sensor_carpet_detection_data, ts, timespec, 24);
-EXPECT_FIELD(sensor_carpet_detection_data, active, bool, 40);
-
-EXPECT_RECORD(sensor_vision_position_data, 48, 8);
-EXPECT_FIELD(sensor_vision_position_data, position, sensor_vector, 0);
-EXPECT_FIELD(sensor_vision_position_data, discriminable_ft_ratio, float, 12);
-EXPECT_FIELD(sensor_vision_position_data, status, std::uint32_t, 16);
-EXPECT_FIELD(sensor_vision_position_data, last_ref_image_ts, std::uint64_t, 24);
-EXPECT_FIELD(sensor_vision_position_data, ts, timespec, 32);
-
-EXPECT_RECORD(sensor_optical_flow_data, 56, 8);
-EXPECT_FIELD(sensor_optical_flow_data, optical_flow, sensor_vector, 0);
-EXPECT_FIELD(sensor_optical_flow_data, estimated_camera_offset, sensor_vector, 12);
-EXPECT_FIELD(sensor_optical_flow_data, quality_indicator, float, 24);
-EXPECT_FIELD(sensor_optical_flow_data, nb_valid_zones, std::uint32_t, 28);
-EXPECT_FIELD(sensor_optical_flow_data, defined, std::uint8_t, 32);
-EXPECT_FIELD(sensor_optical_flow_data, ts, timespec, 40);
-
-EXPECT_RECORD(sensors_data, 1888, 8);
-EXPECT_FIELD(sensors_data, imu, sensor_imu_data, 0);
-EXPECT_FIELD(sensors_data, baro, sensor_baro_data, 232);
-EXPECT_FIELD(sensors_data, magneto, sensor_magneto_data, 264);
-EXPECT_FIELD(sensors_data, motors, sensor_motors_data, 296);
-EXPECT_FIELD(sensors_data, us, sensor_us_data, 392);
-EXPECT_FIELD(sensors_data, gps, sensor_gps_data, 432);
-EXPECT_FIELD(sensors_data, battery, sensor_battery_data, 1200);
-EXPECT_FIELD(sensors_data, tof_vertical, sensor_tof_data, 1328);
-EXPECT_FIELD(sensors_data, carpet_detection, sensor_carpet_detection_data, 1448);
-EXPECT_FIELD(sensors_data, vcam_position, sensor_vision_position_data, 1496);
-EXPECT_FIELD(sensors_data, fstcam_position, sensor_vision_position_data, 1544);
-EXPECT_FIELD(sensors_data, vcam_optical_flow, sensor_optical_flow_data, 1592);
-EXPECT_FIELD(sensors_data, unused1, std::uint8_t[232], 1648);
-EXPECT_FIELD(sensors_data, flags, std::uint32_t, 1880);
-
-#undef EXPECT_RECORD
-#undef EXPECT_FIELD
+// The flight-control library copies the record as raw bytes, so every offset is an interface. A record is
+// known by its size and by the first field behind each of its holes.
+static_assert(sizeof(sensor_vector) == 12 && sizeof(timespec) == 16);
+static_assert(sizeof(sensor_imu_data) == 232 && offsetof(sensor_imu_data, nb_samples) == 145 &&
+              offsetof(sensor_imu_data, timestamp) == 152);
+static_assert(sizeof(sensor_baro_data) == 32 && sizeof(sensor_magneto_data) == 32);
+static_assert(sizeof(sensor_motor_speed) == 4);
+static_assert(sizeof(sensor_motors_data) == 96 && offsetof(sensor_motors_data, status) == 52 &&
+              offsetof(sensor_motors_data, vbat) == 88);
+static_assert(sizeof(sensor_us_data) == 40 && offsetof(sensor_us_data, measure_index) == 12);
+static_assert(sizeof(sensor_gps_data) == 768 && offsetof(sensor_gps_data, location.latitude) == 8 &&
+              offsetof(sensor_gps_data, location.timestamp) == 56 &&
+              offsetof(sensor_gps_data, extra_common) == 604 &&
+              offsetof(sensor_gps_data, extra_eride) == 616 && offsetof(sensor_gps_data, flags) == 748);
+static_assert(sizeof(sensor_battery_data) == 128 && offsetof(sensor_battery_data, voltage) == 12 &&
+              offsetof(sensor_battery_data, cycle_count) == 52);
+static_assert(sizeof(sensor_tof_data) == 120);
+static_assert(sizeof(sensor_carpet_detection_data) == 48 &&
+              offsetof(sensor_carpet_detection_data, ts) == 24);
+static_assert(sizeof(sensor_vision_position_data) == 48 &&
+              offsetof(sensor_vision_position_data, last_ref_image_ts) == 24);
+static_assert(sizeof(sensor_optical_flow_data) == 56 && offsetof(sensor_optical_flow_data, ts) == 40);
+static_assert(sizeof(sensors_data) == 1888 && alignof(sensors_data) == 8 &&
+              offsetof(sensors_data, flags) == 1880);
+static_assert(std::is_trivially_copyable_v<sensors_data> && std::is_standard_layout_v<sensors_data>);
 
 namespace {
 

@@ -7,6 +7,7 @@
 
 #include "registry/DataEntry.hpp"
 #include "support/LogProbe.hpp"
+#include "support/Row.hpp"
 
 namespace {
 
@@ -14,35 +15,44 @@ constexpr double TWO_31 = 2147483648.0;
 constexpr double TWO_32 = 4294967296.0;
 constexpr double TWO_63 = 9223372036854775808.0;
 
-/// Stores recorded values into a field of type T and compares what it then holds.
 template <class T>
-void expectStored(std::initializer_list<std::pair<double, double>> conversions) {
+double storedFrom(double recorded) {
   T field{};
   DataEntry<T> entry("field", &field);
-  for (auto [recorded, stored] : conversions) {
-    entry.fromRecord(recorded);
-    EXPECT_EQ(entry.toRecordFormat(), stored) << entry.getTypeString() << " from " << recorded;
+  entry.fromRecord(recorded);
+  return entry.toRecordFormat();
+}
+
+struct Conversion : Row {
+  double (*stored)(double recorded);
+  std::vector<std::pair<double, double>> values;  ///< recorded, and what the field then holds
+};
+class RecordedValue : public testing::TestWithParam<Conversion> {};
+
+TEST_P(RecordedValue, IsStoredAsTheFieldTypeHoldsIt) {
+  for (const auto& [recorded, stored] : GetParam().values) {
+    EXPECT_EQ(GetParam().stored(recorded), stored) << recorded;
   }
 }
 
-using Trajectory = FOLLOW_ME_TRAJECTORY_TYPE;
-
-TEST(RecordedValue, IsStoredAsTheFieldTypeHoldsIt) {
-  expectStored<bool>({{0.25, 1}, {0, 0}, {NAN, 1}, {-0.0, 0}});
-  expectStored<unsigned char>({{300, 44}, {-0.7, 0}, {-1, 255}, {TWO_31 + 7, 0}});
-  expectStored<unsigned short>({{65537, 1}});
-  expectStored<short>({{-2.9, -2}, {32768, -32768}});
-  expectStored<int>({{TWO_31 - 1, TWO_31 - 1}, {TWO_31 - 0.5, TWO_31 - 1}, {TWO_31, -TWO_31}, {-1.9, -1}});
-  expectStored<int>({{-TWO_31, -TWO_31}, {5, 5}, {-TWO_31 - 1, -TWO_31}});
-  expectStored<int>({{NAN, -TWO_31}, {5, 5}, {HUGE_VAL, -TWO_31}});
-  expectStored<unsigned int>({{-1, TWO_32 - 1}, {TWO_32 + 5, 5}, {TWO_32 - 1, TWO_32 - 1}, {TWO_63, 0}});
-  expectStored<long>({{TWO_63, -TWO_63}, {TWO_63 - 1024, TWO_63 - 1024}, {NAN, -TWO_63}});
-  expectStored<unsigned long>({{TWO_63 + 2048, TWO_63 + 2048}, {-2048, 2 * TWO_63 - 2048}});
-  expectStored<unsigned long>({{2 * TWO_63, TWO_63}, {5, 5}, {-2 * TWO_63, TWO_63}, {5, 5}, {NAN, TWO_63}});
-  expectStored<float>({{0.1, static_cast<double>(0.1F)}, {1e300, HUGE_VAL}});
-  expectStored<double>({{0.1, 0.1}});
-  expectStored<Trajectory>({{3, 3}, {-7.5, -7}});
-}
+const Conversion CONVERSIONS[] = {
+    {"Bool", storedFrom<bool>, {{0.25, 1}, {0, 0}, {NAN, 1}, {-0.0, 0}}},
+    {"UnsignedChar", storedFrom<unsigned char>, {{300, 44}, {-0.7, 0}, {-1, 255}, {TWO_31 + 7, 0}}},
+    {"UnsignedShort", storedFrom<unsigned short>, {{65535, 65535}, {65537, 1}, {TWO_31 + 7, 0}}},
+    {"Short", storedFrom<short>, {{-2.9, -2}, {32767, 32767}, {32768, -32768}}},
+    {"Int", storedFrom<int>, {{-1.9, -1}, {TWO_31 - 0.5, TWO_31 - 1}, {-TWO_31, -TWO_31}}},
+    {"IntBeyond", storedFrom<int>, {{TWO_31, -TWO_31}, {-TWO_31 - 1, -TWO_31}, {NAN, -TWO_31}}},
+    {"UnsignedInt", storedFrom<unsigned int>, {{-1, TWO_32 - 1}, {TWO_32 - 1, TWO_32 - 1}}},
+    {"UnsignedIntBeyond", storedFrom<unsigned int>, {{TWO_32 + 5, 5}, {TWO_63, 0}}},
+    {"Long", storedFrom<long>, {{TWO_63 - 1024, TWO_63 - 1024}, {TWO_63, -TWO_63}, {NAN, -TWO_63}}},
+    {"UnsignedLong", storedFrom<unsigned long>, {{-2048, 2 * TWO_63 - 2048}, {TWO_63, TWO_63}}},
+    {"UnsignedLongAboveTopBit", storedFrom<unsigned long>, {{TWO_63 + 2048, TWO_63 + 2048}}},
+    {"UnsignedLongBeyond", storedFrom<unsigned long>, {{2 * TWO_63, TWO_63}, {NAN, TWO_63}}},
+    {"Float", storedFrom<float>, {{0.1, static_cast<double>(0.1F)}, {1e300, HUGE_VAL}}},
+    {"Double", storedFrom<double>, {{0.1, 0.1}}},
+    {"Enumeration", storedFrom<FOLLOW_ME_TRAJECTORY_TYPE>, {{3, 3}, {-7.5, -7}}},
+};
+INSTANTIATE_ROWS(RecordedValue, CONVERSIONS);
 
 /// The slot of a virtual operation in the object's table of them, as the compilers' common ABI encodes it.
 template <class Member>
@@ -65,11 +75,13 @@ std::tuple<void*, std::string, std::string, int, unsigned long, unsigned long, u
     registration;
 
 template <class T>
-void expectNames(int type, const char* typeString, int tlmType) {
+void expectEntry(int type, const char* typeString, int tlmType) {
   T field{};
   DataEntry<T> entry("inputs.field", &field);
   EXPECT_EQ(static_cast<int>(entry.type), type) << typeString;
   EXPECT_STREQ(entry.getTypeString(), typeString);
+  // Where the library looks for the field's address.
+  EXPECT_EQ(reinterpret_cast<const char*>(&entry.ptr) - reinterpret_cast<const char*>(&entry), 48);
   telemetry::Producer producer("navdata");
   takeLogLines();
   EXPECT_EQ(entry.registerToTlm(producer), -EEXIST);  // the producer's result comes back
@@ -79,18 +91,18 @@ void expectNames(int type, const char* typeString, int tlmType) {
       << typeString;
 }
 
-TEST(DataEntryNames, FollowTheFieldType) {
-  expectNames<bool>(1, "TYPES_BOOL", 0);
-  expectNames<float>(3, "TYPES_FLOAT", 9);
-  expectNames<double>(4, "TYPES_DOUBLE", 10);
-  expectNames<short>(6, "TYPES_INT16", 4);
-  expectNames<int>(7, "TYPES_INT32", 6);
-  expectNames<long>(8, "TYPES_INT64", 8);
-  expectNames<unsigned char>(9, "TYPES_UINT8", 1);
-  expectNames<unsigned short>(10, "TYPES_UINT16", 3);
-  expectNames<unsigned int>(11, "TYPES_UINT32", 5);
-  expectNames<unsigned long>(12, "TYPES_UINT64", 7);
-  expectNames<Trajectory>(13, "TYPES_FOLLOW_ME_TRAJECTORY", 6);
+TEST(DataEntry, HasTheNamesOfItsFieldType) {
+  expectEntry<bool>(1, "TYPES_BOOL", 0);
+  expectEntry<float>(3, "TYPES_FLOAT", 9);
+  expectEntry<double>(4, "TYPES_DOUBLE", 10);
+  expectEntry<short>(6, "TYPES_INT16", 4);
+  expectEntry<int>(7, "TYPES_INT32", 6);
+  expectEntry<long>(8, "TYPES_INT64", 8);
+  expectEntry<unsigned char>(9, "TYPES_UINT8", 1);
+  expectEntry<unsigned short>(10, "TYPES_UINT16", 3);
+  expectEntry<unsigned int>(11, "TYPES_UINT32", 5);
+  expectEntry<unsigned long>(12, "TYPES_UINT64", 7);
+  expectEntry<FOLLOW_ME_TRAJECTORY_TYPE>(13, "TYPES_FOLLOW_ME_TRAJECTORY", 6);
 }
 
 }  // namespace
