@@ -12,6 +12,7 @@
 
 using testing::ElementsAre;
 using testing::ExitedWithCode;
+using testing::IsEmpty;
 
 namespace {
 
@@ -49,7 +50,133 @@ const std::string RECORD = values({4, 0.5});
 const std::string APIS = eventHeader("move, land, gone", "2, 0, 1", "a, b, none, q");
 constexpr int LAND = 0, MOVE = 1;
 
-TEST_F(LegacyReaderTest, AsksEntriesOfOtherClassesThemselves) {
+struct Preamble : Row {
+  std::string start;    ///< of the log, up to its one record
+  std::string warning;  ///< what stands behind the file's name
+};
+class HeaderBehind : public LegacyReaderTest, public testing::WithParamInterface<Preamble> {};
+
+TEST_P(HeaderBehind, IsFound) {
+  const auto reader = openContinuous(GetParam().start + RECORD);
+  const std::string& warning = GetParam().warning;
+  EXPECT_EQ(takeLogLines(6),
+            std::vector<std::string>(warning.empty() ? 0 : 1, "<4>Input file " + path + warning));
+  EXPECT_EQ(reader->popSample(), 0);
+  EXPECT_EQ(x, 0.5F);
+}
+
+const std::string NAMES = "nentries : 2\ntitles : index, x\n";
+const Preamble PREAMBLES[] = {
+    {"Nothing", COLUMNS, ""},
+    {"SixLines", "1\n2\n3\n4\n5\n\n" + COLUMNS, ""},
+    {"SevenLines", "1\n2\n3\n4\n5\n6\n\n" + COLUMNS, " has 7 lines before its header, is it normal?"},
+    {"TextInTheMarkersLines", "xx -- Build infos yy\n" + NAMES + "xx -- Data yy\n", ""},
+    {"CarriageReturns", "-- Build infos\r\nnentries : 2\r\ntitles : index, x\r\n-- Data\r\n", ""},
+    {"AnotherDataMarker", "-- Data\n" + COLUMNS, ""},
+};
+INSTANTIATE_ROWS(HeaderBehind, PREAMBLES);
+
+using LegacyReaderDeathTest = LegacyReaderTest;
+
+TEST_F(LegacyReaderDeathTest, FileWithoutHeaderEndsTheProcess) {
+  EXPECT_EXIT(openContinuous("1\n2\n3\n4\n5\n6\n7\nlast"), ExitedWithCode(1),
+              "^<3>Input file .*/log badly formatted, missing header section \"-- Navdata infos\"\n"
+              "<4>Input file .*/log has 8 lines before its header, is it normal\\?\n"
+              "<3>File doesn't have a 'titles' entry\n$");
+}
+
+struct Fault : Row {
+  LogFile::Contents contents;
+  std::string lines;   ///< of the header
+  const char* logged;  ///< behind the lines about its keys
+};
+class HeaderFaultDeathTest : public LegacyReaderTest, public testing::WithParamInterface<Fault> {};
+
+TEST_P(HeaderFaultDeathTest, EndsTheProcessAfterItsLines) {
+  const Fault& fault = GetParam();
+  DataRegistry& target = fault.contents == LogFile::CONTENTS_EVENTS ? api.registry : registry;
+  EXPECT_EXIT(open(target, fault.contents, header(fault.lines)), ExitedWithCode(1),
+              "--Data\n" + std::string(fault.logged) + "\n$");
+}
+
+const Fault FAULTS[] = {
+    {"KeyMissing", LogFile::CONTENTS_CONTINUOUS, "titles : x\n", "<3>File doesn't have a 'nentries' entry"},
+    {"NumberUnusable", LogFile::CONTENTS_CONTINUOUS, "titles : x\nnentries : no\n",
+     "<3>File has a 'nentries' entry that is not a usable number : no"},
+    {"NotOfEvents", LogFile::CONTENTS_EVENTS, "type : continuous\n", "<3>Expected events file"},
+    {"AfterItsWarnings", LogFile::CONTENTS_CONTINUOUS, "type : events\nnentries : 1\ntitles :\n",
+     "<3>Expected continuous file but got events\n"
+     "<4>nentries does not match the size of titles list\n<3>File doesn't have a 'titles' entry"},
+};
+INSTANTIATE_ROWS(HeaderFaultDeathTest, FAULTS);
+
+/// A header of so many bytes.
+std::string headerOf(std::size_t bytes) {
+  const std::size_t least = continuousHeader({"index", "x"}, "\n").size();
+  return continuousHeader({"index", "x"}, std::string(bytes - least, 'a') + "\n");
+}
+
+TEST_F(LegacyReaderTest, HeaderMayTakeItsWholeLimit) {
+  EXPECT_EQ(openContinuous(headerOf(HeaderText::MAX_BYTES) + RECORD)->popSample(), 0);
+}
+
+TEST_F(LegacyReaderDeathTest, HeaderOneByteBeyondItsLimitEndsTheProcess) {
+  EXPECT_EXIT(
+      openContinuous(headerOf(HeaderText::MAX_BYTES + 1) + RECORD), ExitedWithCode(1),
+      "^<3>Input file .*/log has no \"-- Data\" line within its header's limit of 4194304 bytes\n$");
+}
+
+TEST_F(LegacyReaderTest, PathThatCanNotBeOpenedIsTheOwnersToReport) {
+  std::unique_ptr<LogFile::IReader> reader(LegacyReader::create(registry, LogFile::CONTENTS_CONTINUOUS));
+  EXPECT_EQ(reader->open("/missing"), -EINVAL);
+  EXPECT_THAT(takeLogLines(), IsEmpty());
+}
+
+TEST_F(LegacyReaderTest, TellsTheKeysAndTheColumnsThatOnlyOneSideHas) {
+  openContinuous(continuousHeader({"z", "index", "w"}, "ro.hardware : quad\n"));
+  EXPECT_THAT(
+      takeLogLines(),
+      ElementsAre("<7>Found header entry --Buildinfos", "<7>Found header entry nentries",
+                  "<7>Found header entry titles", "<7>Found header entry ro.hardware",
+                  "<7>Found header entry --Data", "<4>1 registered entries not found in file :", "<4>    x",
+                  "<6>2 entries found in file but not registered to", "<7>    z", "<7>    w"));
+}
+
+TEST_F(LegacyReaderTest, TellsTheArgumentsAndTheApisThatDiffer) {
+  openEvents(eventHeader("gone, move, land", "1, 2, 1", "q, a, other, extra"));
+  const std::vector<std::string> lines = takeLogLines();
+  EXPECT_THAT(
+      std::vector<std::string>(lines.begin() + 8, lines.end()),
+      ElementsAre("<7>Event gone has arguments : ", "<7>    q", "<7>Event move has arguments : ",
+                  "<7>    a", "<7>    other", "<7>Event land has arguments : ", "<7>    extra",
+                  "<6>API named gone in log file wasn't found in libOstrel.so, if any, calls will be "
+                  "ignored",
+                  "<3>API move arg number 1 name differs between log file (other) and libostrel.so (b)",
+                  "<3>API land in log file has a different number (1) of argsthan was found in libOstrel "
+                  "(0), args in excess will be ignored."));
+}
+
+TEST_F(LegacyReaderTest, VariantIsThatOfItsKindOfLog) {
+  const std::string both = "ro.hardware : continuous\nproduct : events\n";
+  EXPECT_EQ(openContinuous(continuousHeader({"x"}, both))->droneVariant, "continuous");
+  EXPECT_EQ(openEvents(eventHeader("land", "0", "none", both))->droneVariant, "events");
+}
+
+TEST_F(LegacyReaderTest, ReadsSamplesUpToTheLastWholeRecord) {
+  const auto reader = openContinuous(COLUMNS + RECORD + values({5, 1.5}) + RECORD.substr(0, 15));
+  EXPECT_EQ(reader->popSample(), 0);
+  EXPECT_EQ(reader->popSample(), 0);
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(reader->popSample(), -ENODATA);
+  EXPECT_EQ(index, 5);
+  EXPECT_EQ(x, 1.5F);
+}
+
+TEST_F(LegacyReaderTest, LaterOfTwoColumnsOfOneNameCounts) {
+  EXPECT_EQ(openContinuous(continuousHeader({"x", "y", "x"}) + values({1, 2, 3}))->popSample(), 0);
+  EXPECT_EQ(x, 3.0F);
+}
+
+TEST_F(LegacyReaderTest, StoresByTheEntrysOwnOperation) {
   struct Doubling : DataEntry<float> {
     using DataEntry::DataEntry;
     void fromRecord(double& value) const override { *ptr = static_cast<float>(2 * value); }
@@ -60,93 +187,26 @@ TEST_F(LegacyReaderTest, AsksEntriesOfOtherClassesThemselves) {
   EXPECT_EQ(x, 1.0F);
 }
 
-TEST_F(LegacyReaderTest, OneKindOfLogDoesNotServeTheOther) {
-  EXPECT_EQ(openContinuous(COLUMNS)->popSample(0, events), -EINVAL);
-  EXPECT_EQ(openEvents(APIS)->popSample(), -EINVAL);
-  EXPECT_THAT(takeLogLines(3), ElementsAre("<3>Can not pop sample from non event file",
-                                           "<3>Can not pop sample from non-continuous file"));
+TEST_F(LegacyReaderTest, EventLogHasNoSamples) {
+  const auto reader = openEvents(APIS);
+  takeLogLines();
+  EXPECT_EQ(reader->popSample(), -EINVAL);
+  EXPECT_THAT(takeLogLines(), ElementsAre("<3>Can not pop sample from non-continuous file"));
 }
 
-TEST_F(LegacyReaderTest, FindsTheHeaderBehindItsPreamble) {
-  const std::string lines = "nentries : 2\ntitles : index, x\n";
-  // The warning stands behind the file's name; the result is that of the first sample.
-  const std::tuple<const char*, std::string, const char*, int> preambles[] = {
-      {"six lines", "1\n2\n3\n4\n5\n\n" + COLUMNS + RECORD, "", 0},
-      {"seven lines", "1\n2\n3\n4\n5\n6\n\n" + COLUMNS + RECORD,
-       " has 7 lines before its header, is it normal?", 0},
-      {"markers inside lines", "xx -- Build infos yy\n" + lines + "xx -- Data yy\n" + RECORD, "", 0},
-      {"carriage returns", "-- Build infos\r\nnentries : 2\r\ntitles : index, x\r\n-- Data\r\n" + RECORD,
-       "", 0},
-      {"data marker before the header", "-- Data\n" + COLUMNS + RECORD, "", 0},
-      {"no data marker", "-- Build infos\n" + lines + RECORD, "", -ENODATA},
-  };
-  for (const auto& [label, bytes, warning, result] : preambles) {
-    SCOPED_TRACE(label);
-    x = 0;
-    const auto reader = openContinuous(bytes);
-    const std::vector<std::string> expected(*warning != 0 ? 1 : 0, "<4>Input file " + path + warning);
-    EXPECT_EQ(takeLogLines(6), expected);
-    EXPECT_EQ(reader->popSample(), result);
-    EXPECT_EQ(x, result == 0 ? 0.5F : 0);
-    EXPECT_EQ(reader->popSample(), -ENODATA);
-  }
-}
-
-using LegacyReaderDeathTest = LegacyReaderTest;
-
-TEST_F(LegacyReaderDeathTest, FilesWithoutHeaderEndTheProcess) {
-  EXPECT_EXIT(openContinuous("1\n2\n3\n4\n5\n6\n7\nlast"), ExitedWithCode(1),
-              "<3>Input file .*/log badly formatted, missing header section \"-- Navdata infos\"\n"
-              "<4>Input file .*/log has 8 lines before its header, is it normal\\?\n"
-              "<3>File doesn't have a 'titles' entry\n$");
-  EXPECT_EXIT(openContinuous("-- Build infos -- Data\n"), ExitedWithCode(1),
-              "Found header entry --Buildinfos--Data\n<3>File doesn't have a 'titles' entry\n$");
-}
-
-TEST_F(LegacyReaderTest, ReadsTheColumnsThatAreRegisteredUntilTheLastWholeRecord) {
-  const auto reader =
-      openContinuous(continuousHeader({"z", "index", "w", "index"}) + values({1, 2, 3, 4, 5, 6, 7, 8}) +
-                     values({9, 10, 11, 12}).substr(0, 31));
-  std::vector<std::string> lines = takeLogLines();
-  lines.erase(lines.begin(), lines.begin() + 4);  // those about the header
-  EXPECT_THAT(lines,
-              ElementsAre("<4>1 registered entries not found in file :", "<4>    x",
-                          "<6>2 entries found in file but not registered to", "<7>    z", "<7>    w"));
-  for (const int later : {4, 8}) {
-    EXPECT_EQ(reader->popSample(), 0);
-    EXPECT_EQ(index, later);  // of the two columns of that name
-  }
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(reader->popSample(), -ENODATA);
-  EXPECT_EQ(index, 8);
-  EXPECT_EQ(reader->close(), 0);
-}
-
-TEST_F(LegacyReaderTest, ReportsApisThatDifferAndBindsByPosition) {
-  const auto reader =
-      openEvents(eventHeader("gone, move, land, move", "1, 2, 1, 1", "q, a, other, extra, a") +
-                 event(7, 1, {1.5, 2.5}) + event(8, 1));
-  const auto differs = [](const std::string& sides) {
-    return "<3>API " + sides + ", args in excess will be ignored.";
-  };
-  EXPECT_THAT(
-      takeLogLines(6),
-      ElementsAre(
-          "<6>API named gone in log file wasn't found in libOstrel.so, if any, calls will be ignored",
-          "<3>API move arg number 1 name differs between log file (other) and libostrel.so (b)",
-          differs("land in log file has a different number (1) of argsthan was found in libOstrel (0)"),
-          differs("move in log file has a different number (1) of argsthan was found in libOstrel (2)")));
-  EXPECT_EQ(reader->popSample(7, events), 1);
-  EXPECT_THAT(api.arguments("move"), ElementsAre(1.5, 2.5));
+TEST_F(LegacyReaderTest, ContinuousLogHasNoEvents) {
+  const auto reader = openContinuous(COLUMNS);
+  takeLogLines();
+  EXPECT_EQ(reader->popSample(0, events), -EINVAL);
+  EXPECT_THAT(takeLogLines(), ElementsAre("<3>Can not pop sample from non event file"));
 }
 
 const std::string FIRST = event(1, 0, {1, 2}), LATER = event(9, 1);
-constexpr int MOST = 2147483647;
 struct Calls : Row {
   std::string records;
   int step, result;
   std::vector<int> events;
-  std::vector<double> moved;  // the arguments of `move` afterwards
-  bool isDamaged = false;     // behind the record FIRST
+  std::vector<double> moved;  ///< the arguments of `move` afterwards
 };
 class RecordedCalls : public LegacyReaderTest, public testing::WithParamInterface<Calls> {};
 
@@ -155,43 +215,53 @@ TEST_P(RecordedCalls, AreAppliedOnceDue) {
   EXPECT_EQ(reader->popSample(GetParam().step, events), GetParam().result);
   EXPECT_EQ(events, GetParam().events);
   EXPECT_EQ(api.arguments("move"), GetParam().moved);
-  EXPECT_EQ(reader->popSample(MOST, events), -ENODATA);
-  const bool nothingIsLeft = GetParam().isDamaged || GetParam().result == -ENODATA;
-  EXPECT_EQ(events.size(), nothingIsLeft ? 0U : 1U);  // the call of LATER
-  const std::string damage = "<4>Event file " + path + " ends at byte " +
-                             std::to_string(APIS.size() + FIRST.size()) +
-                             " : the record there is damaged or cut short";
-  EXPECT_EQ(takeLogLines(4), std::vector<std::string>(GetParam().isDamaged ? 1 : 0, damage));
-}
-
-Calls damaged(const char* label, const std::string& record) {
-  return {label, FIRST + record, 5, -ENODATA, {MOVE}, {1, 2}, true};
 }
 
 const Calls CALLS[] = {
     {"NothingDue", LATER, 8, -EAGAIN, {}, {0, 0}},
+    {"DueAtItsStep", LATER + LATER, 9, -ENODATA, {LAND, LAND}, {0, 0}},
     {"TwoOfOneStep", FIRST + event(1, 1) + LATER, 1, 2, {MOVE, LAND}, {1, 2}},
     {"SecondOverwritesFirst", FIRST + event(3, 0, {3, 4}) + LATER, 4, 2, {MOVE, MOVE}, {3, 4}},
-    {"FirstApiByNameAlone", event(1, 1) + LATER, 1, 1, {LAND}, {0, 0}},
     {"UnboundIds", event(1, 2, {7}) + event(1, 3) + event(1, -1) + FIRST + LATER, 1, 1, {MOVE}, {1, 2}},
     {"IdNan", event(1, NAN, {7}) + FIRST + LATER, 1, 1, {MOVE}, {1, 2}},
     {"ExcessArguments", event(2, 0, {5, 6, 7, 8}) + event(2, 1) + LATER, 2, 2, {MOVE, LAND}, {5, 6}},
     {"FewArguments", FIRST + event(3, 0, {9}) + event(4, 0) + LATER, 4, 3, {MOVE, MOVE, MOVE}, {9, 2}},
     {"Fractions", event(5.9, 0.5, {1, 2}) + LATER, 5, 1, {MOVE}, {1, 2}},
-    {"SizeNotWhole", values({39.9, 1, 0, 1}) + LATER, 1, 1, {MOVE}, {1, 0}},
     {"StepBeyondInt32", event(1e10, 1) + LATER, -5, 1, {LAND}, {0, 0}},
-    {"EndInsideACall", FIRST, 1, -ENODATA, {MOVE}, {1, 2}},
-    {"DamageToCome", FIRST + values({NAN, 5, 0}), 4, 1, {MOVE}, {1, 2}, true},
-    damaged("CutInItsFirstValue", event(5, 0).substr(0, 1)),
-    damaged("CutInItsHeader", event(5, 0).substr(0, 23)),
-    damaged("CutInItsArguments", event(5, 0, {3, 4}).substr(0, 39)),
-    damaged("CutWhereItWouldBeSkipped", event(5, 2, {3, 4}).substr(0, 39)),
-    damaged("SizeBelowItsHeader", values({23.9, 5, 0, 3, 4})),
-    damaged("SizeNan", values({NAN, 5, 0, 3, 4})),
-    damaged("SizeInfinite", values({HUGE_VAL, 5, 0, 3, 4})),
-    damaged("SizeBehindTheFile", values({1e9, 5, 0, 3, 4})),
-    damaged("SizeBehindAnyFile", values({1e300, 5, 2, 3, 4})),
+    {"EndBehindACall", FIRST, 1, -ENODATA, {MOVE}, {1, 2}},
+    {"DamageToCome", FIRST + values({NAN, 5, 0}), 4, 1, {MOVE}, {1, 2}},
+    {"DamageBehindACall", FIRST + values({NAN, 5, 0}), 5, -ENODATA, {MOVE}, {1, 2}},
 };
 INSTANTIATE_ROWS(RecordedCalls, CALLS);
+
+struct Ending : Row {
+  std::string record;  ///< behind the record FIRST
+  bool isTold;
+};
+class EventLogEnd : public LegacyReaderTest, public testing::WithParamInterface<Ending> {};
+
+TEST_P(EventLogEnd, IsToldOnceWhereItIsNoRecordsEnd) {
+  const auto reader = openEvents(APIS + FIRST + GetParam().record);
+  takeLogLines();
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(reader->popSample(5, events), -ENODATA);
+  const std::string start = std::to_string(APIS.size() + FIRST.size());
+  EXPECT_EQ(takeLogLines(), std::vector<std::string>(GetParam().isTold ? 1 : 0,
+                                                     "<4>Event file " + path + " ends at byte " + start +
+                                                         " : the record there is damaged or cut short"));
+}
+
+const Ending ENDINGS[] = {
+    {"Whole", "", false},
+    {"CutInItsHead", FIRST.substr(0, 23), true},
+    {"CutInItsArguments", FIRST.substr(0, 39), true},
+    {"Damaged", values({23.9, 5, 0}) + LATER, true},
+};
+INSTANTIATE_ROWS(EventLogEnd, ENDINGS);
+
+TEST_F(LegacyReaderDeathTest, DirectoryIsReadAsAFileThatCanNotBeRead) {
+  const std::unique_ptr<LogFile::IReader> reader(LegacyReader::create(registry, LogFile::CONTENTS_EVENTS));
+  EXPECT_EXIT(reader->open("/"), ExitedWithCode(1),
+              "^<3>Could not read / : Is a directory\n<3>Input file / badly formatted");
+}
 
 }  // namespace
