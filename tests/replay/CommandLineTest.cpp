@@ -1,8 +1,7 @@
-#include <tuple>
-
 #include "replay/ReplayFixture.hpp"
 
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 namespace {
@@ -39,73 +38,112 @@ TEST_F(CommandLine, HelpIsTheUsageAndNothingElse) {
   EXPECT_EQ(help.err, "@prctl 29 1\n");
 }
 
-TEST_F(CommandLine, BadOptionsShowTheUsageAndFail) {
+TEST_F(CommandLine, BadOptionShowsTheUsageAndFails) {
   for (const char* option : {"--help", "-x", "-i"}) {
     const ProgramResult bad = run({option});
     EXPECT_EQ(bad.exitStatus, 1) << option;
     EXPECT_EQ(bad.out, usage) << option;
-    EXPECT_THAT(lines, ElementsAre("@prctl 29 1", testing::HasSubstr(OSTREL_REPLAY))) << option;
+    EXPECT_THAT(lines, ElementsAre("@prctl 29 1", HasSubstr(OSTREL_REPLAY))) << option;
   }
 }
 
-TEST_F(CommandLine, ChecksComeAfterCleaningUpAndEndAtTheFirstFailure) {
+TEST_F(CommandLine, ChecksComeAfterCleaningUp) {
   EXPECT_EQ(run({}).exitStatus, 1);
   EXPECT_THAT(lines, ElementsAre("@prctl 29 1", "@unlink /dev/shm/shd_navdata-replay",
                                  "@unlink /dev/shm/shd_ostrellite", "@sleep 1",
                                  "<3>ostrelReplay: Continuous bbox file  does not exist"));
 }
 
-TEST_F(CommandLine, ChecksSayWhatIsMissing) {
-  folder.write("root/etc/ostrel/file", "");
-  const std::pair<std::vector<std::string>, const char*> checks[] = {
-      {{"-i", continuous, "-i", "gone"}, "Continuous bbox file gone does not exist"},
-      {{"-i", continuous}, "Event bbox file  does not exist"},
-      {{"-i", continuous, "-e", "gone"}, "Event bbox file gone does not exist"},
-      {{"-i", continuous, "-e", events, "-d", "b"}, "No Ostrel configuration for b"},
-      {{"-i", continuous, "-e", events, "-d", "file"}, "No Ostrel configuration for file"},
-  };
-  for (const auto& [arguments, line] : checks) {
-    EXPECT_EQ(run(arguments).exitStatus, 1);
-    EXPECT_EQ(lines.back(), std::string("<3>ostrelReplay: ") + line);
-    EXPECT_THAT(linesLike({"<6>"}), IsEmpty());
+struct Check : Row {
+  Lines arguments;
+  std::string root;  // of the configuration
+  std::string line;
+};
+class Checks : public CommandLine, public testing::WithParamInterface<Check> {};
+
+TEST_P(Checks, EndAtTheFirstFailureWithOneLine) {
+  Lines arguments = GetParam().arguments;
+  for (std::string& argument : arguments) {
+    if (argument == "CONT") argument = continuous;
+    if (argument == "EVENTS") argument = events;
   }
-  variables["OSTREL_ROOT_DIR"] = "/nowhere";
-  EXPECT_EQ(run({"-i", continuous, "-e", events}).exitStatus, 1);
-  EXPECT_EQ(lines.back(), "<3>ostrelReplay: No Ostrel configuration for ");
+  folder.write("root/etc/ostrel/file", "");
+  variables["OSTREL_ROOT_DIR"] = folder.path(GetParam().root);
+  EXPECT_EQ(run(arguments).exitStatus, 1);
+  EXPECT_THAT(linesLike({"<"}), ElementsAre("<3>ostrelReplay: " + GetParam().line));
 }
+
+const Check CHECKS[] = {
+    {"LastInputCounts", {"-i", "CONT", "-i", "gone"}, "root", "Continuous bbox file gone does not exist"},
+    {"NoEventLog", {"-i", "CONT"}, "root", "Event bbox file  does not exist"},
+    {"EventLogGone", {"-i", "CONT", "-e", "gone"}, "root", "Event bbox file gone does not exist"},
+    {"UnknownBoard", {"-i", "CONT", "-e", "EVENTS", "-d", "b"}, "root", "No Ostrel configuration for b"},
+    {"BoardIsAFile",
+     {"-i", "CONT", "-e", "EVENTS", "-d", "file"},
+     "root",
+     "No Ostrel configuration for file"},
+    {"RootGone", {"-i", "CONT", "-e", "EVENTS"}, "gone", "No Ostrel configuration for "},
+};
+INSTANTIATE_ROWS(Checks, CHECKS);
 
 TEST_F(CommandLine, SummarisesTheRun) {
   const std::string out = folder.path("out");
   EXPECT_EQ(run({"-i", continuous, "-e", events, "-d", "board", "-m", "test", "-g", out}).exitStatus, 0);
-  const std::vector<std::string> summary(lines.begin() + 4, lines.begin() + 10);
+  const Lines summary(lines.begin() + 4, lines.begin() + 10);
   EXPECT_THAT(summary, ElementsAre("<6>ostrelReplay: Starting execution ...",
                                    "<6>ostrelReplay: Input continuous bbox-file : " + continuous,
                                    "<6>ostrelReplay: Input event-bbox file      : " + events,
                                    "<6>ostrelReplay: Drone hardware             : board",
                                    "<6>ostrelReplay: Drone mode                 : test",
                                    "<6>ostrelReplay: Generating new bbox to     : " + out));
-  run({"-i", continuous, "-e", events, "-d", "board", "-g", ""});
-  EXPECT_THAT(linesLike({"<6>ostrelReplay: Generating"}), IsEmpty());
 }
 
-TEST_F(CommandLine, RunningModeFallsBackOnItsProperty) {
-  const std::string set = folder.write("set", "persist.running-mode=indoor\n");
-  const std::string unset = folder.write("unset", "# nothing\n");
-  const std::string unreadable = folder.makeDirectory("unreadable");
-  const std::tuple<std::string, std::vector<std::string>, std::string> modes[] = {
-      {set, {}, "indoor"},    {set, {"-m", "arg"}, "arg"}, {set, {"-m", ""}, "indoor"},
-      {unset, {}, "default"}, {"", {}, "default"},         {unreadable, {"-m", "arg"}, "arg"},
-  };
-  for (const auto& [properties, options, mode] : modes) {
-    variables["SYS_PROP_FILE"] = properties;
-    std::vector<std::string> arguments = {"-i", continuous, "-e", events, "-d", "board"};
-    arguments.insert(arguments.end(), options.begin(), options.end());
-    run(arguments);
-    EXPECT_THAT(linesLike({"@OSTREL_new"}), ElementsAre("@OSTREL_new board " + mode));
+TEST_F(CommandLine, EmptyOutputExportsNothing) {
+  EXPECT_EQ(run({"-i", continuous, "-e", events, "-d", "board", "-g", ""}).exitStatus, 0);
+  EXPECT_THAT(linesLike({"<6>ostrelReplay: Generating", "@kvs", "@evl", "@ostrel"}), IsEmpty());
+}
+
+TEST_F(CommandLine, WithoutABoardTheConfigurationRootWillDo) {
+  variables["SYS_PROP_FILE"] = folder.write("properties", "ro.hardware=any\n");
+  EXPECT_EQ(run({"-i", continuous, "-e", events}).exitStatus, 0);
+}
+
+/// What the property file holds ("none": there is no property file) and the options; the mode that follows.
+struct Mode : Row {
+  std::string properties;
+  Lines options;
+  std::string mode;
+};
+class RunningMode : public CommandLine, public testing::WithParamInterface<Mode> {};
+
+TEST_P(RunningMode, ComesFromTheOptionThenThePropertyThenIsTheDefault) {
+  if (GetParam().properties != "none") {
+    variables["SYS_PROP_FILE"] = folder.write("properties", GetParam().properties);
   }
-  variables["SYS_PROP_FILE"] = unreadable;
+  Lines arguments = {"-i", continuous, "-e", events, "-d", "board"};
+  arguments.insert(arguments.end(), GetParam().options.begin(), GetParam().options.end());
+  run(arguments);
+  EXPECT_THAT(linesLike({"@OSTREL_new"}), ElementsAre("@OSTREL_new board " + GetParam().mode));
+}
+
+const Mode MODES[] = {
+    {"Property", "persist.running-mode=indoor\n", {}, "indoor"},
+    {"Option", "persist.running-mode=indoor\n", {"-m", "arg"}, "arg"},
+    {"EmptyOption", "persist.running-mode=indoor\n", {"-m", ""}, "indoor"},
+    {"PropertyUnset", "# nothing\n", {}, "default"},
+    {"NoProperties", "none", {}, "default"},
+};
+INSTANTIATE_ROWS(RunningMode, MODES);
+
+TEST_F(CommandLine, PropertiesThatCanNotBeReadFailTheRun) {
+  variables["SYS_PROP_FILE"] = folder.makeDirectory("unreadable");
   EXPECT_EQ(run({"-i", continuous, "-e", events, "-d", "board"}).exitStatus, 1);
   EXPECT_EQ(lines.back(), "<3>ostrelReplay: Could not get running mode from properties");
+}
+
+TEST_F(CommandLine, PropertiesThatCanNotBeReadAreNotAskedWhenTheModeIsGiven) {
+  variables["SYS_PROP_FILE"] = folder.makeDirectory("unreadable");
+  EXPECT_EQ(run({"-i", continuous, "-e", events, "-d", "board", "-m", "arg"}).exitStatus, 0);
 }
 
 }  // namespace
