@@ -1,5 +1,7 @@
 #include <sys/stat.h>
 
+#include <numeric>
+
 #include "replay/ReplayFixture.hpp"
 #include "support/BlackboxRecords.hpp"
 
@@ -200,6 +202,18 @@ TEST_F(SilentSettings, AreWaitedForFiveSecondsAtFirst) {
   ASSERT_EQ(asked.size(), 12U);
   EXPECT_THAT(asked.front(), AllOf(testing::Gt(4000), testing::Le(5000)));
   EXPECT_THAT(asked, Each(testing::Le(5000)));
+}
+
+TEST_F(SilentSettings, DelayAReplayBySixSecondsAtMost) {
+  const std::vector<int> asked = timeouts(none);
+  EXPECT_LE(std::accumulate(asked.begin(), asked.end(), 0), 6000);
+}
+
+TEST_F(SilentSettings, AreWaitedForAgainOnceTheyHaveAnswered) {
+  const std::vector<int> asked = timeouts("silent,silent,answered,silent,silent");
+  constexpr int longest = 4000, shortest = 1000;
+  EXPECT_THAT(asked, ElementsAre(testing::Gt(longest), testing::Lt(shortest), testing::Lt(shortest),
+                                 testing::Gt(longest), testing::Lt(shortest)));
 }
 
 TEST_F(SilentSettings, ChangeNothingInTheNewLog) {

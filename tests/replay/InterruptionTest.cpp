@@ -19,7 +19,7 @@ struct Signals : Row {
 };
 class Interruption : public ExportFixture, public testing::WithParamInterface<Signals> {};
 
-TEST_P(Interruption, EndsTheReplay) {
+TEST_P(Interruption, EndsAReplayThatHasStepsLeft) {
   variables["PROBE_SIGNALS"] = GetParam().signals;
   EXPECT_EQ(replayInto(output, samples({4, 5, 6, 7})).exitStatus, GetParam().exitStatus);
   EXPECT_EQ(readFile(settings), earlier);
@@ -30,6 +30,7 @@ TEST_P(Interruption, EndsTheReplay) {
 
 constexpr int BY_INTERRUPT = 128 + SIGINT, BY_TERMINATE = 128 + SIGTERM;
 const std::string STEP_4 = "@OSTREL_process image=4..104", STEP_5 = "@OSTREL_process image=5..105";
+const std::string STEP_7 = "@OSTREL_process image=7..107";
 const std::string NEW = "@OSTREL_new board default", DELETE = "@OSTREL_delete";
 const Signals SIGNALS[] = {
     {"Terminate", "OSTREL_process:2=15", BY_TERMINATE, {STEP_5, interrupted(15, 5), ran(5), DELETE}},
@@ -40,6 +41,10 @@ const Signals SIGNALS[] = {
     {"TerminateTwice", "usleep:1=15,sleep:2=15", BY_TERMINATE, {STEP_4, interrupted(15, 4)}},
     {"InterruptThenTerminate", "usleep:1=2,sleep:2=15", BY_TERMINATE, {STEP_4, interrupted(2, 4)}},
     {"TerminateThenInterrupt", "usleep:1=15,sleep:2=2", BY_INTERRUPT, {STEP_4, interrupted(15, 4)}},
+    // A replay whose last step has run is whole, whatever comes after.
+    {"AfterTheLastStep", "usleep:4=15", 0, {STEP_7, END, ran(7), DELETE}},
+    {"AfterTheEnd", "sleep:2=2", 0, {STEP_7, END, ran(7), DELETE}},
+    {"WhileTheSettingsGoBack", "kvs_ctx_set:1=15", 0, {STEP_7, END, ran(7), DELETE}},
 };
 INSTANTIATE_ROWS(Interruption, SIGNALS);
 
