@@ -6,9 +6,9 @@
 #include <filesystem>
 #include <limits>
 #include <optional>
-#include <system_error>
 #include <vector>
 
+#include "logfile/ErrorText.hpp"
 #include "logfile/LegacyWriter.hpp"
 #include "logfile/OutputFile.hpp"
 #include "registry/DataRegistry.hpp"
@@ -39,7 +39,7 @@ bool endsValue(char c) {
 /// The fault that the result of an operation on the file stands for; none for a success.
 std::optional<Fault> faultOf(const OutputFile& file, int result) {
   if (result >= 0) return std::nullopt;
-  return Fault{file.path, std::generic_category().message(-result)};
+  return Fault{file.path, errorText(result)};
 }
 
 /// The sensors of one step, registered under the names that a replay gives them.

@@ -102,8 +102,9 @@ void writeCalls(std::ostream& out, const LogSummary& log) {
     }
     out << ")\n";
   }
-  for (const auto& [what, count] : log.unusual)
+  for (const auto& [what, count] : log.unusual) {
     row(out, "unusual") << counted(count, "call") << " " << what << "\n";
+  }
 }
 
 }  // namespace

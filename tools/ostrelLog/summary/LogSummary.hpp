@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -47,8 +48,8 @@ struct LogSummary {
   std::string variant;   ///< the vehicle's hardware variant; empty when the log names none
   IndexSummary records;  ///< all of them, whatever their layout
   std::vector<LayoutSummary> layouts;
-  std::map<std::string, std::uint64_t>
-      unusual;  ///< calls by what is unusual about them (LogSource::unusual)
+  /// Numbers of calls, by what is unusual about them (LogSource::unusual).
+  std::map<std::string, std::uint64_t> unusual;
   LogEnd end;
 };
 
