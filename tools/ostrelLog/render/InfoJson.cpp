@@ -62,7 +62,9 @@ void addApis(const LogSummary& log, Json& object) {
     apis.push_back(std::move(api));
   }
   object["apis"] = std::move(apis);
-  object["unusual"] = log.unusual;
+  for (const auto& [what, count] : log.unusual) {
+    object["unusual"].push_back({{"records", count}, {"what", what}});
+  }
   const IndexSummary& calls = log.records;
   if (calls.count == 0) return;
   object["steps"] = {{"first", calls.first}, {"last", calls.last}, {"backwards", calls.backwards}};
