@@ -11,7 +11,7 @@ const std::string FLIGHT =
     continuousHeader({"x", "index"}, "ro.hardware : quad-x\n") + values({1, 4, 2, 7});
 const std::string CALLS = callsOf(move(7, 5, 6) + land(3) + land(8));
 const std::string REPLAY = BlackboxBuilder(BlackboxBuilder::Values{{"ro.hardware", "quad-x"}})
-                               .addSection(0, "empty", {{"index", TLM_VAR_BOOL, 4, 1}})
+                               .addSection(0, "empty", {{"index", TLM_VAR_BOOL, 2, 1}})
                                .removeSection(0)
                                .addSection(1, "nav",
                                            {{"x", TLM_VAR_FLOAT, 1, 4},
@@ -44,8 +44,8 @@ TEST_F(InfoTest, DescribesLogsOfAllKinds) {
              "  end        whole\n"
              "replay: blackbox log\n"
              "  variant    quad-x\n  section    empty\n"
-             "  variables  1: 1 bool[4]\n"
-             "    bool[4]  index\n"
+             "  variables  1: 1 bool[2]\n"
+             "    bool[2]  index\n"
              "  records    0, without an index\n"
              "  section    nav\n"
              "  variables  4: 2 float, 1 int8, 1 type 1 of 2 bytes\n"
@@ -78,7 +78,7 @@ TEST_F(InfoTest, DescribesLogsOfAllKindsAsJson) {
     {"file": "replay", "kind": "blackbox", "variant": "quad-x", "records": 2,
      "sections": [
        {"name": "empty", "records": 0, "index": null,
-        "variables": [{"name": "index", "type": "bool", "elementBytes": 1, "elements": 4}]},
+        "variables": [{"name": "index", "type": "bool", "elementBytes": 1, "elements": 2}]},
        {"name": "nav", "records": 2, "index": {"first": 5, "last": 6, "repeated": 0, "backwards": 0,
           "gaps": {"count": 0, "missing": 0, "first": [], "largest": null}},
         "variables": [{"name": "x", "type": "float", "elementBytes": 4, "elements": 1},
