@@ -6,7 +6,7 @@
 // (imu.gyro[0].x) and its last one (flags).
 //
 //   PROBE_SIGNALS="OSTREL_process:2=15,sleep:2=2"  signal 15 with the second OSTREL_process, 2 with sleep
-//   PROBE_THROW="OSTREL_process:2=1"               an exception out of the second OSTREL_process
+//   PROBE_THROW="image=1..101"                     an exception out of the step with this image
 //   PROBE_WAITS="silent,answered"                  waits that the settings service leaves unanswered, and
 //                                                  shows of each the time-out asked for
 //   PROBE_IGNORED_SIGNAL=2                         the tool is started with signal 2 ignored
@@ -38,13 +38,13 @@
 #include "ostrel/log_tlmb.h"
 #include "ostrel/ostrel.h"
 
-#define NEXT(function) reinterpret_cast<decltype(&function)>(dlsym(RTLD_NEXT, #function))
+#define NEXT(function) reinterpret_cast<decltype(&(function))>(dlsym(RTLD_NEXT, #function))
 
 /// Defines a function of a library that shows its call, with this text behind its name, and passes it on.
-#define SHOWN(Result, function, parameters, arguments, text) \
-  Result function parameters {                               \
-    const Call call(#function, text);                        \
-    return NEXT(function) arguments;                         \
+#define SHOWN(Result, function, parameters, arguments, text)                  \
+  Result function parameters {                                                \
+    const Call call(#function, text);                                         \
+    return NEXT(function) arguments; /* NOLINT(bugprone-macro-parentheses) */ \
   }
 
 namespace {
@@ -57,12 +57,12 @@ std::string environment(const char* variable) {
   return text == nullptr ? "" : text;
 }
 
-/// The number that a variable of the form "NAME:COUNT=NUMBER,..." gives for this call of `name`, or 0.
-int asked(const char* variable, const std::string& name, int count) {
-  std::istringstream items(environment(variable));
+/// The signal that PROBE_SIGNALS wants with this call of `name`, or 0.
+int signalAt(const std::string& name, int count) {
+  std::istringstream items(environment("PROBE_SIGNALS"));
   const std::string place = name + ":" + std::to_string(count) + "=";
   for (std::string item; std::getline(items, item, ',');) {
-    if (item.rfind(place, 0) == 0) return std::stoi(item.substr(place.size()));
+    if (item.rfind(place, 0) == 0) return static_cast<int>(std::strtol(&item[place.size()], nullptr, 10));
   }
   return 0;
 }
@@ -83,8 +83,7 @@ class Call {
     static auto& counts = *new std::map<std::string, int>;  // never destroyed: files are closed at exit
     const int count = ++counts[name];
     std::fprintf(stderr, "@%s%s%s\n", name.c_str(), arguments.empty() ? "" : " ", arguments.c_str());
-    if (asked("PROBE_THROW", name, count) != 0) throw std::runtime_error("probe");
-    if (const int number = asked("PROBE_SIGNALS", name, count)) raise(number);
+    if (const int number = signalAt(name, count)) raise(number);
   }
 };
 
@@ -168,7 +167,11 @@ int OSTREL_new(const char* variant, const char* mode) {
   }
   return NEXT(OSTREL_new)(variant, mode);
 }
-SHOWN(int, OSTREL_process, (void), (), image())
+int OSTREL_process(void) {
+  const Call call("OSTREL_process", image());
+  if (environment("PROBE_THROW") == image()) throw std::runtime_error("probe");
+  return NEXT(OSTREL_process)();
+}
 SHOWN(void, OSTREL_delete, (void), (), "")
 
 SHOWN(int, ostrel_log_tlmb_init, (const char* name, int capacity, int rate), (name, capacity, rate),

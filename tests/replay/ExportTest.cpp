@@ -10,7 +10,6 @@ using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::StartsWith;
 
 namespace {
 

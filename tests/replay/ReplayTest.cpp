@@ -8,6 +8,11 @@ namespace {
 
 using Replay = ReplayFixture;
 
+std::string jumped(int steps, int after) {
+  return "<4>ostrelReplay: Jumped " + std::to_string(steps) + " steps after iteration " +
+         std::to_string(after);
+}
+
 TEST_F(Replay, ExitsWithStatus0AndPrintsNothingOnStandardOutput) {
   const ProgramResult result = replay(samples({0, 1}), APIS);
   EXPECT_EQ(result.exitStatus, 0);
@@ -15,7 +20,7 @@ TEST_F(Replay, ExitsWithStatus0AndPrintsNothingOnStandardOutput) {
 }
 
 TEST_F(Replay, MakesItsCallsInOrderFromStartToTearDown) {
-  replay(samples({0, 1, 2}), APIS + event(1, LAND) + event(1, ARM, {1}) + event(1, LAND) +
+  replay(samples({0, 1, 3}), APIS + event(1, LAND) + event(1, ARM, {1}) + event(1, LAND) +
                                  event(2, TAKE_OFF, {2.5}) + event(9, LAND));
   EXPECT_THAT(
       linesLike({"@", "<3>", "<4>", "<6>ostrelReplay: R"}),
@@ -24,10 +29,10 @@ TEST_F(Replay, MakesItsCallsInOrderFromStartToTearDown) {
                   "@Api::Input replayed", "<3>ostrelReplay: Using droneVariant given in args : board",
                   "@OSTREL_new board default", "@OSTREL_process image=0..100", "@usleep 1",  //
                   "@apply land() image=0..100", "@apply set_motors_armed(armed=1) image=0..100",
-                  "@apply land() image=0..100", "@OSTREL_process image=1..101", "@usleep 1",
-                  "@apply take_off(altitude=2.5) image=1..101", "@OSTREL_process image=2..102",
+                  "@apply land() image=0..100", "@OSTREL_process image=1..101", "@usleep 1", jumped(2, 1),
+                  "@apply take_off(altitude=2.5) image=1..101", "@OSTREL_process image=3..103",
                   "@usleep 1",  //
-                  END, "@sleep 1", ran(2), "@OSTREL_delete", "@Api::~Input", "@closed cont",
+                  END, "@sleep 1", ran(3), "@OSTREL_delete", "@Api::~Input", "@closed cont",
                   "@closed events"));
 }
 
@@ -44,10 +49,6 @@ TEST_P(StepIndices, DecideWarningsAndTheEnd) {
 }
 
 constexpr int MOST = 2147483647;
-std::string jumped(int steps, int after) {
-  return "<4>ostrelReplay: Jumped " + std::to_string(steps) + " steps after iteration " +
-         std::to_string(after);
-}
 const std::string READ_ERROR = "<4>ostrelReplay: Error on replay data read : ";
 const Indices INDICES[] = {
     {"NoSample", {}, {END, ran(0)}},
@@ -91,7 +92,7 @@ TEST_F(Replay, EventLogThatIsOverIsNotReported) {
 }
 
 TEST_F(Replay, ExceptionOfAStepTearsDownInOrderAndGoesOn) {
-  variables["PROBE_THROW"] = "OSTREL_process:2=1";
+  variables["PROBE_THROW"] = "image=1..101";
   EXPECT_EQ(replay(samples({0, 1}), APIS, {"-d", "board", "-g", folder.path("out")}).exitStatus, 128 + 6);
   const auto thrown = std::find(lines.begin(), lines.end(), "@OSTREL_process image=1..101");
   lines.erase(lines.begin(), thrown);
