@@ -130,6 +130,7 @@ const Mode MODES[] = {
     {"Property", "persist.running-mode=indoor\n", {}, "indoor"},
     {"Option", "persist.running-mode=indoor\n", {"-m", "arg"}, "arg"},
     {"EmptyOption", "persist.running-mode=indoor\n", {"-m", ""}, "indoor"},
+    {"PropertyEmpty", "persist.running-mode=\n", {}, ""},
     {"PropertyUnset", "# nothing\n", {}, "default"},
     {"NoProperties", "none", {}, "default"},
 };
