@@ -15,41 +15,38 @@ constexpr double MOVE = 0, LAND = 1;
 
 class EventRecordsTest : public testing::Test {
  protected:
-  /// The records of a log whose bytes behind the header are these.
-  EventRecords& open(const std::string& bytes) {
+  /// Opens a log whose bytes behind the header are these.
+  void open(const std::string& bytes) {
     EXPECT_EQ(file.open(folder.write("log", APIS + bytes)), 0);
     file.readHeader();
-    return records;
   }
 
   TestFolder folder;
   LegacyFile file;
-  const decltype(EventFormat::parse(LegacyHeader(""))) parsed = EventFormat::parse(LegacyHeader(APIS));
+  const ParsedHeader<EventFormat> parsed = EventFormat::parse(LegacyHeader(APIS));
   EventRecords records{file, *parsed.format};
   std::vector<double> values;
 };
 
-struct Record : Row {
+using States = std::vector<EventRecords::State>;
+
+struct Records : Row {
   std::string bytes;
-  EventRecords::State head, whole;  ///< what readHead() gives, and then readArguments()
-  EventRecords::Oddity oddity = EventRecords::NONE;
+  States states;  ///< of the head and the arguments of each record, up to the end of the log
+  EventRecords::Oddity oddity = EventRecords::NONE;  ///< of the first record
 };
-class EventRecord : public EventRecordsTest, public testing::WithParamInterface<Record> {};
+class WalkThroughRecords : public EventRecordsTest, public testing::WithParamInterface<Records> {};
 
-TEST_P(EventRecord, IsJudged) {
+TEST_P(WalkThroughRecords, MeetsTheseStates) {
   open(GetParam().bytes);
-  EXPECT_EQ(records.readHead(values), GetParam().head);
-  if (GetParam().head > EventRecords::UNUSUAL) return;
+  States states = {records.readHead(values)};
   EXPECT_EQ(records.oddity, GetParam().oddity);
-  EXPECT_EQ(records.readArguments(values, 2), GetParam().whole);
-}
-
-TEST_P(EventRecord, EndsTheLogForGoodUnlessItIsOne) {
-  open(GetParam().bytes);
-  if (records.readHead(values) > EventRecords::UNUSUAL ||
-      records.readArguments(values, 0) > EventRecords::UNUSUAL) {
-    for (int i = 0; i < 2; ++i) EXPECT_EQ(records.readHead(values), EventRecords::END);
+  while (states.back() != EventRecords::END && states.size() < 9) {
+    const bool isRecord = states.back() <= EventRecords::UNUSUAL;
+    if (isRecord) states.push_back(records.readArguments(values, 2));
+    states.push_back(records.readHead(values));
   }
+  EXPECT_EQ(states, GetParam().states);
 }
 
 constexpr auto WHOLE = EventRecords::WHOLE, UNUSUAL = EventRecords::UNUSUAL, END = EventRecords::END,
@@ -57,48 +54,46 @@ constexpr auto WHOLE = EventRecords::WHOLE, UNUSUAL = EventRecords::UNUSUAL, END
 constexpr auto UNNAMED_API = EventRecords::UNNAMED_API, FRACTION = EventRecords::FRACTION,
                OTHER_COUNT = EventRecords::OTHER_ARGUMENT_COUNT;
 const std::string CALL = event(5, MOVE, {1, 2}), BEHIND = event(9, LAND);
-const Record RECORDS[] = {
-    {"AsAnnounced", CALL, WHOLE, WHOLE},
-    {"WithoutArguments", event(5, LAND), WHOLE, WHOLE},
-    {"ApiBehindTheLast", event(5, 2), UNUSUAL, UNUSUAL, UNNAMED_API},
-    {"ApiBelowTheFirst", event(5, -1), UNUSUAL, UNUSUAL, UNNAMED_API},
-    {"ApiNan", event(5, NAN), UNUSUAL, UNUSUAL, UNNAMED_API},
-    {"OneArgumentTooFew", event(5, MOVE, {1}), UNUSUAL, UNUSUAL, OTHER_COUNT},
-    {"OneArgumentTooMany", event(5, LAND, {1}), UNUSUAL, UNUSUAL, OTHER_COUNT},
-    {"SizeWithAFraction", values({24.9, 5, LAND}), UNUSUAL, UNUSUAL, FRACTION},
-    {"StepWithAFraction", event(5.5, LAND), UNUSUAL, UNUSUAL, FRACTION},
-    {"ApiWithAFraction", event(5, 1.5), UNUSUAL, UNUSUAL, FRACTION},
-    {"StepNan", event(NAN, LAND), UNUSUAL, UNUSUAL, FRACTION},
-    {"SizeOfItsHead", values({24, 5, LAND}) + BEHIND, WHOLE, WHOLE},
-    {"SizeJustBelowItsHead", values({23.9, 5, LAND}) + BEHIND, UNUSUAL, DAMAGED, OTHER_COUNT},
-    {"SizeNan", values({NAN, 5, LAND}) + BEHIND, UNUSUAL, DAMAGED, OTHER_COUNT},
-    {"SizeInfinite", values({HUGE_VAL, 5, LAND}) + BEHIND, UNUSUAL, DAMAGED, OTHER_COUNT},
-    {"SizeBehindTheFile", values({1e9, 5, LAND}) + BEHIND, UNUSUAL, CUT, OTHER_COUNT},
-    {"SizeBehindAnyFile", values({1e300, 5, LAND}) + BEHIND, UNUSUAL, CUT, OTHER_COUNT},
-    {"Nothing", "", END, END},
-    {"FirstByteAlone", CALL.substr(0, 1), CUT, END},
-    {"CutBeforeTheLastByteOfItsHead", CALL.substr(0, 23), CUT, END},
-    {"CutBehindItsHead", CALL.substr(0, 24), WHOLE, CUT},
-    {"CutBeforeItsLastByte", CALL.substr(0, 39), WHOLE, CUT},
+const Records RECORDS[] = {
+    {"None", "", {END}},
+    {"AsAnnounced", CALL + BEHIND, {WHOLE, WHOLE, WHOLE, WHOLE, END}},
+    {"ApiBehindTheLast", event(5, 2) + BEHIND, {UNUSUAL, UNUSUAL, WHOLE, WHOLE, END}, UNNAMED_API},
+    {"ApiBelowTheFirst", event(5, -1), {UNUSUAL, UNUSUAL, END}, UNNAMED_API},
+    {"ApiNan", event(5, NAN), {UNUSUAL, UNUSUAL, END}, UNNAMED_API},
+    {"ArgumentTooFew", event(5, MOVE, {1}), {UNUSUAL, UNUSUAL, END}, OTHER_COUNT},
+    {"ArgumentTooMany", event(5, LAND, {1}), {UNUSUAL, UNUSUAL, END}, OTHER_COUNT},
+    {"SizeWithAFraction", values({24.9, 5, LAND}), {UNUSUAL, UNUSUAL, END}, FRACTION},
+    {"StepWithAFraction", event(5.5, LAND), {UNUSUAL, UNUSUAL, END}, FRACTION},
+    {"ApiWithAFraction", event(5, 1.5), {UNUSUAL, UNUSUAL, END}, FRACTION},
+    {"StepNan", event(NAN, LAND), {UNUSUAL, UNUSUAL, END}, FRACTION},
+    {"SizeOfItsHead", values({24, 5, LAND}), {WHOLE, WHOLE, END}},
+    {"SizeBelowItsHead", values({23.9, 5, LAND}) + BEHIND, {UNUSUAL, DAMAGED, END}, OTHER_COUNT},
+    {"SizeNan", values({NAN, 5, LAND}) + BEHIND, {UNUSUAL, DAMAGED, END}, OTHER_COUNT},
+    {"SizeInfinite", values({HUGE_VAL, 5, LAND}) + BEHIND, {UNUSUAL, DAMAGED, END}, OTHER_COUNT},
+    {"SizeBehindTheFile", values({1e9, 5, LAND}) + BEHIND, {UNUSUAL, CUT, END}, OTHER_COUNT},
+    {"SizeBehindAnyFile", values({1e300, 5, LAND}) + BEHIND, {UNUSUAL, CUT, END}, OTHER_COUNT},
+    {"FirstByteAlone", CALL.substr(0, 1), {CUT, END}},
+    {"CutBeforeTheLastByteOfItsHead", CALL.substr(0, 23), {CUT, END}},
+    {"CutBehindItsHead", CALL.substr(0, 24), {WHOLE, CUT, END}},
+    {"CutBeforeItsLastByte", CALL.substr(0, 39), {WHOLE, CUT, END}},
 };
-INSTANTIATE_ROWS(EventRecord, RECORDS);
+INSTANTIATE_ROWS(WalkThroughRecords, RECORDS);
 
 TEST_F(EventRecordsTest, KeepTheArgumentsThatAreWantedAndMovePastTheRest) {
-  open(CALL + CALL + CALL + BEHIND);
+  open(CALL + CALL + CALL);
   const std::vector<double> kept[] = {{40, 5, 0}, {40, 5, 0, 1}, {40, 5, 0, 1, 2}};
   for (std::size_t wanted = 0; wanted < 3; ++wanted) {
     records.readHead(values);
-    EXPECT_EQ(records.readArguments(values, wanted), EventRecords::WHOLE);
+    EXPECT_EQ(records.readArguments(values, wanted), WHOLE);
     EXPECT_EQ(values, kept[wanted]);
     EXPECT_EQ(records.start, APIS.size() + wanted * CALL.size());
   }
-  EXPECT_EQ(records.readHead(values), EventRecords::WHOLE);
-  EXPECT_EQ(records.head.step, 9);
 }
 
 TEST_F(EventRecordsTest, RecordIsCutAlsoWhereNobodyWantsItsArguments) {
-  open(CALL.substr(0, 39)).readHead(values);
-  EXPECT_EQ(records.readArguments(values, 0), EventRecords::CUT);
+  open(CALL.substr(0, 39));
+  records.readHead(values);
+  EXPECT_EQ(records.readArguments(values, 0), CUT);
 }
 
 TEST_F(EventRecordsTest, AreUnreadableWhereTheSystemCanNotReadOn) {
@@ -106,15 +101,6 @@ TEST_F(EventRecordsTest, AreUnreadableWhereTheSystemCanNotReadOn) {
   file.readHeader();
   EXPECT_EQ(records.readHead(values), EventRecords::UNREADABLE);
   EXPECT_EQ(file.readError(), -EISDIR);
-}
-
-TEST(EventHead, TruncatesWhatIsRecorded) {
-  const double recorded[] = {40.9, -5.9, 1.9};
-  const EventHead head(recorded);
-  EXPECT_EQ(head.recordBytes, 40U);
-  EXPECT_EQ(head.argumentCount, 2U);
-  EXPECT_EQ(head.step, -5);
-  EXPECT_EQ(head.eventId, 1);
 }
 
 }  // namespace
