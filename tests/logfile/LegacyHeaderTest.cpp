@@ -81,6 +81,7 @@ const Header CONTINUOUS_HEADERS[] = {
     {"UnusableCountBeforeTitlesWithoutNames", "titles :\nnentries : x\n", "unusable nentries 'x' 2"},
     {"CountWithoutValue", "titles : a\nnentries\n", "unusable nentries '' 2"},
     {"CountWithTextBehind", "titles : a\nnentries : 1x\n", ""},
+    {"HexadecimalCountIsZero", "titles : a\nnentries : 0x1\n", "count differs nentries '0x1' 2"},
     {"CountWithPlus", "titles : a\nnentries : +1\n", ""},
     {"MinusZero", "titles : a\nnentries : -0\n", "count differs nentries '-0' 2"},
     {"WrapsToTheRightCount", "titles : a, b\nnentries : -18446744073709551614\n",

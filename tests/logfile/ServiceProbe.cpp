@@ -20,13 +20,19 @@ int call(const std::string& text) {
 
 int callAndAnswer(const std::string& text) {
   const int result = call(text);
-  if (result >= 0 && !probe->isSilent) ++probe->pending;
+  if (result >= 0) ++probe->pending;
   return result;
 }
 
-int set(const char* key, const std::string& text) {
-  probe->stored[key] = text;
-  return callAndAnswer("set " + std::string(key) + "=" + text);
+/// A key of the logging service's without the service's name; another one as it is.
+std::string shortened(const std::string& key) {
+  const std::string service = "tlm-blackbox.";
+  return key.rfind(service, 0) == 0 ? key.substr(service.size()) : key;
+}
+
+int set(const std::string& key, const std::string& text) {
+  probe->stored[shortened(key)] = text;
+  return callAndAnswer("set " + shortened(key) + "=" + text);
 }
 
 }  // namespace
@@ -75,12 +81,12 @@ kvs_ctx* kvs_ctx_new_client(kvs_cb callback, void* userdata) {
 }
 int kvs_ctx_evl_loop_register(kvs_ctx*, evl_loop*) { return call("register"); }
 int kvs_ctx_evl_loop_unregister(kvs_ctx*, evl_loop*) { return call("unregister"); }
-int kvs_ctx_subscribe(kvs_ctx*, const char* key, kvs_cb, void*) { return call(std::string("watch ") + key); }
+int kvs_ctx_subscribe(kvs_ctx*, const char* key, kvs_cb, void*) { return call("watch " + shortened(key)); }
 int kvs_ctx_start(kvs_ctx*) { return callAndAnswer("start"); }
 int kvs_ctx_stop(kvs_ctx*) { return call("stop"); }
 void kvs_ctx_destroy(kvs_ctx*) { call("client destroyed"); }
 int kvs_ctx_get(kvs_ctx*, const char* key, kvs_value* value) {
-  const std::string text = probe->stored[key];
+  const std::string text = probe->stored[shortened(key)];
   if (text.empty()) return -ENOENT;
   value->type = KVS_TYPE_STRING;
   text.copy(value->text, text.size());

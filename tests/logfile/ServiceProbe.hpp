@@ -16,10 +16,9 @@ struct ServiceProbe {
 
   std::vector<std::string> calls;
   std::map<std::string, int> results;         ///< by call; 0 where there is none
-  std::map<std::string, std::string> stored;  ///< settings as text, by key; no setting is empty
-  bool isSilent = false;                      ///< requests are not answered
+  std::map<std::string, std::string> stored;  ///< settings by key without "tlm-blackbox."; none is empty
+  int pending = 0;                            ///< answers under way
   int otherEvents = 0;  ///< events to come that are no answers, each after 2 seconds of waiting
-  int pending = 0;      ///< answers under way
   long milliseconds = 0;
   const void* stamp = nullptr;  ///< the time of the step that was logged last
 };

@@ -30,18 +30,16 @@ class TlmbExportTest : public testing::Test {
 
 TEST_F(TlmbExportTest, PreparesTheStreamThenBorrowsAndMakesItsSettings) {
   const TlmbExport exporter(LogFile::CONTENTS_CONTINUOUS);
-  EXPECT_THAT(
-      services.calls,
-      ElementsAre("client", "register", "init navdata-replay 360000 500", "watch tlm-blackbox.logname",
-                  "watch tlm-blackbox.logdir", "watch tlm-blackbox.filter",
-                  "watch tlm-blackbox.flushperiod", "watch tlm-blackbox.enabled", "start", "wait 5000",
-                  "set tlm-blackbox.enabled=false", "wait 5000", "set tlm-blackbox.flushperiod=1",
-                  "wait 5000", "set tlm-blackbox.filter=navdata-replay;ostrellite", "wait 5000"));
+  EXPECT_THAT(services.calls,
+              ElementsAre("client", "register", "init navdata-replay 360000 500", "watch logname",
+                          "watch logdir", "watch filter", "watch flushperiod", "watch enabled", "start",
+                          "wait 5000", "set enabled=false", "wait 5000", "set flushperiod=1", "wait 5000",
+                          "set filter=navdata-replay;ostrellite", "wait 5000"));
 }
 
 TEST_F(TlmbExportTest, EventsHaveNoStream) {
   const TlmbExport exporter(LogFile::CONTENTS_EVENTS);
-  EXPECT_EQ(services.calls[2], "watch tlm-blackbox.logname");
+  EXPECT_EQ(services.calls[2], "watch logname");
 }
 
 struct Output : Row {
@@ -52,10 +50,9 @@ class OutputPath : public TlmbExportTest, public testing::WithParamInterface<Out
 TEST_P(OutputPath, BecomesNameAndDirectory) {
   const auto exporter = make();
   EXPECT_EQ(exporter->open(GetParam().path), 0);
-  EXPECT_THAT(services.calls,
-              ElementsAre(std::string("set tlm-blackbox.logname=") + GetParam().name, "wait 5000",
-                          std::string("set tlm-blackbox.logdir=") + GetParam().directory, "wait 5000",
-                          "set tlm-blackbox.enabled=true", "wait 5000"));
+  EXPECT_THAT(services.calls, ElementsAre(std::string("set logname=") + GetParam().name, "wait 5000",
+                                          std::string("set logdir=") + GetParam().directory, "wait 5000",
+                                          "set enabled=true", "wait 5000"));
 }
 
 const Output OUTPUTS[] = {
@@ -88,14 +85,13 @@ TEST_F(TlmbExportTest, HolderClosesItsExportBeforeDestroyingIt) {
 }
 
 TEST_F(TlmbExportTest, EndsThePublicationThenPutsTheSettingsBack) {
-  services.stored = {{"tlm-blackbox.logname", "earlier"}, {"tlm-blackbox.enabled", "maybe"}};
+  services.stored = {{"logname", "earlier"}, {"enabled", "maybe"}};
   make().reset();
   std::vector<std::string> calls = services.takeCalls();
   ASSERT_EQ(calls.size(), 15U);
   std::sort(calls.begin() + 1, calls.end() - 4);  // no order among the settings that go back
-  EXPECT_THAT(calls, ElementsAre("cleanup", "set tlm-blackbox.enabled=maybe",
-                                 "set tlm-blackbox.filter=nothing", "set tlm-blackbox.flushperiod=nothing",
-                                 "set tlm-blackbox.logdir=nothing", "set tlm-blackbox.logname=earlier",
+  EXPECT_THAT(calls, ElementsAre("cleanup", "set enabled=maybe", "set filter=nothing",
+                                 "set flushperiod=nothing", "set logdir=nothing", "set logname=earlier",
                                  "wait 5000", "wait 5000", "wait 5000", "wait 5000", "wait 5000", "stop",
                                  "unregister", "client destroyed", "loop destroyed"));
 }
@@ -108,10 +104,10 @@ TEST_F(TlmbExportTest, WithoutASettingsContextItStillPublishes) {
 
 TEST_F(TlmbExportTest, RefusedRequestsAreWarnings) {
   services.results = {{"init navdata-replay 360000 500", -ENODEV},
-                      {"watch tlm-blackbox.filter", -ENOMEM},
+                      {"watch filter", -ENOMEM},
                       {"start", -EIO},
-                      {"set tlm-blackbox.enabled=false", -ENOSPC},
-                      {"set tlm-blackbox.logdir=.", -EACCES}};
+                      {"set enabled=false", -ENOSPC},
+                      {"set logdir=.", -EACCES}};
   make()->open("out");
   EXPECT_THAT(takeLogLines(), ElementsAre("<4>Could not init Ostrel tlmb log : No such device",
                                           "<4>Could not subscribe : Cannot allocate memory",
