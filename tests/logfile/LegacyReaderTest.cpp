@@ -126,17 +126,22 @@ TEST_F(LegacyReaderTest, TellsTheKeysAndTheColumnsThatOnlyOneSideHas) {
 }
 
 TEST_F(LegacyReaderTest, TellsTheArgumentsAndTheApisThatDiffer) {
-  openEvents(eventHeader("gone, move, land", "1, 2, 1", "q, a, other, extra"));
+  openEvents(eventHeader("gone, move, land, move", "1, 2, 1, 1", "q, a, other, extra, a"));
+  const auto differs = [](const std::string& sides) {
+    return "<3>API " + sides + ", args in excess will be ignored.";
+  };
   const std::vector<std::string> lines = takeLogLines();
   EXPECT_THAT(
       std::vector<std::string>(lines.begin() + 8, lines.end()),
-      ElementsAre("<7>Event gone has arguments : ", "<7>    q", "<7>Event move has arguments : ",
-                  "<7>    a", "<7>    other", "<7>Event land has arguments : ", "<7>    extra",
-                  "<6>API named gone in log file wasn't found in libOstrel.so, if any, calls will be "
-                  "ignored",
-                  "<3>API move arg number 1 name differs between log file (other) and libostrel.so (b)",
-                  "<3>API land in log file has a different number (1) of argsthan was found in libOstrel "
-                  "(0), args in excess will be ignored."));
+      ElementsAre(
+          "<7>Event gone has arguments : ", "<7>    q", "<7>Event move has arguments : ", "<7>    a",
+          "<7>    other", "<7>Event land has arguments : ", "<7>    extra",
+          "<7>Event move has arguments : ", "<7>    a",
+          "<6>API named gone in log file wasn't found in libOstrel.so, if any, calls will be "
+          "ignored",
+          "<3>API move arg number 1 name differs between log file (other) and libostrel.so (b)",
+          differs("land in log file has a different number (1) of argsthan was found in libOstrel (0)"),
+          differs("move in log file has a different number (1) of argsthan was found in libOstrel (2)")));
 }
 
 TEST_F(LegacyReaderTest, ReadsSamplesUpToTheLastWholeRecord) {
@@ -146,6 +151,18 @@ TEST_F(LegacyReaderTest, ReadsSamplesUpToTheLastWholeRecord) {
   for (int i = 0; i < 2; ++i) EXPECT_EQ(reader->popSample(), -ENODATA);
   EXPECT_EQ(index, 5);
   EXPECT_EQ(x, 1.5F);
+}
+
+TEST_F(LegacyReaderTest, ReadErrorEndsTheLogAndIsToldOnce) {
+  std::string manyRecords;  // more than are read together with the header
+  for (int i = 0; i < 10000; ++i) manyRecords += RECORD;
+  const auto reader = openContinuous(COLUMNS + manyRecords);
+  takeLogLines();
+  setenv("IO_FAULT_AT", "1", 1);
+  while (reader->popSample() == 0) continue;
+  unsetenv("IO_FAULT_AT");
+  EXPECT_EQ(reader->popSample(), -ENODATA);
+  EXPECT_THAT(takeLogLines(), ElementsAre("<3>Could not read " + path + " : Input/output error"));
 }
 
 TEST_F(LegacyReaderTest, LaterOfTwoColumnsOfOneNameCounts) {

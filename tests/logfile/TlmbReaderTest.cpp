@@ -64,6 +64,7 @@ TEST_F(TlmbReaderTest, ReadsTheSamplesOfItsSection) {
   sample(id, 'a', 'b', 'c', 1.5F, 7);
   sample(foreign, 98, 9.5F);
   sample(id, 'a', 'b', 'c', 2.5F, 8);
+  sample(foreign, 97, 9.5F);
   const auto reader = open();
   for (const int index : {7, 8}) {
     EXPECT_EQ(reader->popSample(), 0);
@@ -71,6 +72,7 @@ TEST_F(TlmbReaderTest, ReadsTheSamplesOfItsSection) {
     EXPECT_EQ(fields.x, static_cast<float>(index) - 5.5F);
   }
   for (int i = 0; i < 2; ++i) EXPECT_EQ(reader->popSample(), -ENODATA);
+  EXPECT_EQ(fields.x, 2.5F);
   EXPECT_THAT(takeLogLines(), ElementsAre("<7>Push x in copy", "<7>Push index in copy", "<7>2 == 2"));
 }
 
