@@ -15,10 +15,8 @@ struct ServiceProbe {
   std::vector<std::string> takeCalls();
 
   std::vector<std::string> calls;
-  std::map<std::string, int> results;         ///< by call; 0 where there is none
-  std::map<std::string, std::string> stored;  ///< settings by key without "tlm-blackbox."; none is empty
-  int pending = 0;                            ///< answers under way
+  std::map<std::string, int> results;  ///< by call; 0 where there is none
+  int pending = 0;                     ///< answers under way
   int otherEvents = 0;  ///< events to come that are no answers, each after 2 seconds of waiting
   long milliseconds = 0;
-  const void* stamp = nullptr;  ///< the time of the step that was logged last
 };

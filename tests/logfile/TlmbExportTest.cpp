@@ -1,12 +1,10 @@
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <cerrno>
 
 #include "logfile/ReplayExport.hpp"
 #include "logfile/ServiceProbe.hpp"
 #include "logfile/TlmbExport.hpp"
-#include "ostrel/data_manager.hpp"
 #include "support/LogProbe.hpp"
 #include "support/Row.hpp"
 
@@ -27,15 +25,6 @@ class TlmbExportTest : public testing::Test {
 
   ServiceProbe services;
 };
-
-TEST_F(TlmbExportTest, PreparesTheStreamThenBorrowsAndMakesItsSettings) {
-  const TlmbExport exporter(LogFile::CONTENTS_CONTINUOUS);
-  EXPECT_THAT(services.calls,
-              ElementsAre("client", "register", "init navdata-replay 360000 500", "watch logname",
-                          "watch logdir", "watch filter", "watch flushperiod", "watch enabled", "start",
-                          "wait 5000", "set enabled=false", "wait 5000", "set flushperiod=1", "wait 5000",
-                          "set filter=navdata-replay;ostrellite", "wait 5000"));
-}
 
 TEST_F(TlmbExportTest, EventsHaveNoStream) {
   const TlmbExport exporter(LogFile::CONTENTS_EVENTS);
@@ -63,12 +52,6 @@ const Output OUTPUTS[] = {
 };
 INSTANTIATE_ROWS(OutputPath, OUTPUTS);
 
-TEST_F(TlmbExportTest, PublishesAStepWithItsFirstInertialTimeStamp) {
-  services.results["put"] = -ENOSPC;
-  EXPECT_EQ(make()->step(), -ENOSPC);
-  EXPECT_EQ(static_cast<const std::byte*>(services.stamp), Dravon3::data_manager()->sensors + 152);
-}
-
 TEST_F(TlmbExportTest, HolderClosesItsExportBeforeDestroyingIt) {
   struct Closing : TlmbExport {
     Closing(ServiceProbe& probe) : TlmbExport(LogFile::CONTENTS_CONTINUOUS), services(probe) {}
@@ -82,24 +65,6 @@ TEST_F(TlmbExportTest, HolderClosesItsExportBeforeDestroyingIt) {
   }
   EXPECT_THAT(std::vector<std::string>(services.calls.begin(), services.calls.begin() + 2),
               ElementsAre("close", "cleanup"));
-}
-
-TEST_F(TlmbExportTest, EndsThePublicationThenPutsTheSettingsBack) {
-  services.stored = {{"logname", "earlier"}, {"enabled", "maybe"}};
-  make().reset();
-  std::vector<std::string> calls = services.takeCalls();
-  ASSERT_EQ(calls.size(), 15U);
-  std::sort(calls.begin() + 1, calls.end() - 4);  // no order among the settings that go back
-  EXPECT_THAT(calls, ElementsAre("cleanup", "set enabled=maybe", "set filter=nothing",
-                                 "set flushperiod=nothing", "set logdir=nothing", "set logname=earlier",
-                                 "wait 5000", "wait 5000", "wait 5000", "wait 5000", "wait 5000", "stop",
-                                 "unregister", "client destroyed", "loop destroyed"));
-}
-
-TEST_F(TlmbExportTest, WithoutASettingsContextItStillPublishes) {
-  services.results["client"] = -1;
-  EXPECT_EQ(make()->open("out"), 0);
-  EXPECT_THAT(services.calls, ElementsAre("cleanup", "loop destroyed"));
 }
 
 TEST_F(TlmbExportTest, RefusedRequestsAreWarnings) {

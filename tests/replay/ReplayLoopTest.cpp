@@ -1,12 +1,10 @@
 #include <gmock/gmock.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 
 #include "ostrel/data_manager.hpp"
 #include "ostrel/ostrel.h"
-#include "replay/Interruption.hpp"
 #include "replay/ReplayLoop.hpp"
 #include "support/LegacyLog.hpp"
 #include "support/LogProbe.hpp"
@@ -18,7 +16,6 @@ using testing::ElementsAre;
 namespace {
 
 std::vector<std::string> calls;  // of the library and the export
-int signalledStep = -1;          // the step during which SIGTERM comes
 
 /// Notes a call, with the last field of the sensors that the library has at that moment.
 void note(const std::string& name) {
@@ -121,28 +118,9 @@ const EventRead EVENT_READS[] = {
 };
 INSTANTIATE_ROWS(ReadOfEvents, EVENT_READS);
 
-using ReplayLoopDeathTest = ReplayLoopTest;
-
-/// Ends this process with the loop's result, after SIGTERM has come during a step.
-[[noreturn]] void exitAfterSignal(OstrelEnv& env, int step) {
-  Interruption::watch();
-  signalledStep = step;
-  std::_Exit(ReplayLoop(env, nullptr).run());
-}
-
-TEST_F(ReplayLoopDeathTest, SignalEndsTheReplayBehindItsStep) {
-  EXPECT_EXIT(exitAfterSignal(env, 1), testing::ExitedWithCode(SIGTERM),
-              "^<4>Replay interrupted by signal 15 after step 1\n$");
-}
-
-TEST_F(ReplayLoopDeathTest, SignalBehindTheLastStepChangesNothing) {
-  EXPECT_EXIT(exitAfterSignal(env, 2), testing::ExitedWithCode(0), "^<6>Reached end of replay\n$");
-}
-
 }  // namespace
 
 int OSTREL_process(void) {
   note("process");
-  if (signalledStep == static_cast<int>(calls.size()) - 1) std::raise(SIGTERM);
   return -ENODEV;  // which nobody looks at
 }
