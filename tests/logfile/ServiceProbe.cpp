@@ -60,11 +60,6 @@ void evl_loop_destroy(evl_loop*) { call("loop destroyed"); }
 int evl_loop_wait_and_process(evl_loop*, int timeout) {
   const int result = call("wait " + std::to_string(timeout));
   if (result < 0) return result;
-  if (probe->otherEvents > 0) {
-    --probe->otherEvents;
-    probe->milliseconds += 2000;
-    return 1;
-  }
   if (probe->pending == 0) {
     probe->milliseconds += timeout;
     return -ETIMEDOUT;

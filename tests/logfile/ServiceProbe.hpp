@@ -17,6 +17,5 @@ struct ServiceProbe {
   std::vector<std::string> calls;
   std::map<std::string, int> results;  ///< by call; 0 where there is none
   int pending = 0;                     ///< answers under way
-  int otherEvents = 0;  ///< events to come that are no answers, each after 2 seconds of waiting
   long milliseconds = 0;
 };
