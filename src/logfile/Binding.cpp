@@ -27,7 +27,8 @@ ColumnBinding bindColumns(const std::vector<std::string>& columns, const DataReg
 namespace {
 
 ApiBinding bindApi(const std::string& name, const std::vector<std::string>& namesInFile,
-                   const EventBinding& library, const DataRegistry& registry) {
+                   const std::vector<std::vector<DataEntryBase*>>& libraryArguments,
+                   const DataRegistry& registry) {
   ApiBinding api;
   api.name = name;
   const auto first = registry.entryList.begin();
@@ -37,7 +38,7 @@ ApiBinding bindApi(const std::string& name, const std::vector<std::string>& name
   if (found == last) return api;
 
   api.position = static_cast<std::int32_t>(found - first);
-  const std::vector<DataEntryBase*>& entries = library.arguments[static_cast<std::size_t>(api.position)];
+  const std::vector<DataEntryBase*>& entries = libraryArguments[static_cast<std::size_t>(api.position)];
   api.argumentsInFile = namesInFile.size();
   api.argumentsInLibrary = entries.size();
   for (std::size_t j = 0; j < std::min(namesInFile.size(), entries.size()); ++j) {
@@ -57,7 +58,7 @@ EventBinding bindEvents(const LegacyFormat& format, const DataRegistry& registry
   const std::vector<std::string>& apis = format.getEntries();
   for (std::size_t id = 0; id < apis.size(); ++id) {
     binding.apis.push_back(
-        bindApi(apis[id], format.getSubEntries(static_cast<int>(id)), binding, registry));
+        bindApi(apis[id], format.getSubEntries(static_cast<int>(id)), binding.arguments, registry));
   }
   return binding;
 }

@@ -34,7 +34,6 @@ void LegacyFile::close() {
 
 HeaderText LegacyFile::readHeader() {
   HeaderText header;
-  bool tooLong = false;
   for (std::string line; !dataFound && readLine(line);) {
     header.started = header.started || contains(line, LegacyLayout::HEADER_START);
     if (!header.started) {
@@ -42,12 +41,13 @@ HeaderText LegacyFile::readHeader() {
       continue;
     }
     // The excess is searched all the same: whether the header has an end tells what is wrong with the file.
-    tooLong = tooLong || header.text.size() + line.size() >= HeaderText::MAX_BYTES;
-    if (!tooLong) header.text.append(line).push_back('\n');
+    header.truncated = header.truncated || header.text.size() + line.size() >= HeaderText::MAX_BYTES;
+    if (!header.truncated) header.text.append(line).push_back('\n');
     dataFound = contains(line, LegacyLayout::DATA_START);
   }
   header.complete = dataFound;
-  header.beyondLimit = dataFound ? tooLong : offset >= HeaderText::MAX_SEARCH_BYTES;
+  const bool searchEnded = !dataFound && offset >= HeaderText::MAX_SEARCH_BYTES;
+  header.beyondLimit = header.started && (searchEnded || (dataFound && header.truncated));
   if (!dataFound) end();
   return header;
 }

@@ -19,11 +19,12 @@ struct HeaderText {
   std::uint64_t preambleLines = 0;  ///< lines in front of it
   bool started = false;             ///< its first line was found
   bool complete = false;            ///< its "-- Data" line was found
-  bool beyondLimit = false;         ///< it starts or goes on behind one of the limits, and can't be used
+  bool truncated = false;           ///< it is longer than MAX_BYTES, and `text` is only its beginning
+  bool beyondLimit = false;         ///< it goes on behind one of the limits, and can't be used
 };
 
 /// The bytes of one legacy log: its header's text, then the doubles of its records, in the order of the
-/// file. What they mean is the caller's to know, and so is what to say of them: nothing is logged here.
+/// file. The caller knows what they mean. Nothing is logged here.
 ///
 /// A read error ends the file as its end does.
 class LegacyFile {

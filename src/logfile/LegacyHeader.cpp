@@ -73,8 +73,8 @@ LegacyHeader::LegacyHeader(const std::string& text, std::size_t firstLine) {
   std::istringstream lines(text);
   for (std::string line; std::getline(lines, line); ++firstLine) {
     LegacyHeaderEntry entry(line, firstLine);
-    keys.push_back(entry.name);
-    headerEntries.emplace(keys.back(), std::move(entry));
+    const std::string key = entry.name;
+    headerEntries.emplace(key, std::move(entry));
   }
 }
 
@@ -154,8 +154,9 @@ ParsedHeader<EventFormat> EventFormat::parse(const LegacyHeader& header) {
 
 void EventFormat::cutArgumentNames(const std::vector<std::string>& argumentNames) {
   std::size_t slot = 0;
-  for (std::size_t api = 0; api < argCounts.size(); ++api) {
-    const std::size_t names = argumentCount(static_cast<int>(api));
+  for (const std::int32_t count : argCounts) {
+    // A negative count is treated like 0: an API without arguments, which still has its one slot.
+    const auto names = static_cast<std::size_t>(std::max(count, 0));
     std::vector<std::string>& subEntry = subEntries.emplace_back();
     // An API whose names the list does not have in full gets none.
     if (slot <= argumentNames.size() && names <= argumentNames.size() - slot) {
@@ -169,10 +170,4 @@ void EventFormat::cutArgumentNames(const std::vector<std::string>& argumentNames
 const std::vector<std::string>& EventFormat::getSubEntries(int i) const {
   if (i < 0 || static_cast<std::size_t>(i) >= subEntries.size()) return NO_NAMES;
   return subEntries[static_cast<std::size_t>(i)];
-}
-
-std::uint64_t EventFormat::argumentCount(int i) const {
-  if (i < 0 || static_cast<std::size_t>(i) >= argCounts.size()) return 0;
-  // A negative count is treated like 0: an API without arguments, which still has its one slot.
-  return static_cast<std::uint64_t>(std::max(argCounts[static_cast<std::size_t>(i)], 0));
 }

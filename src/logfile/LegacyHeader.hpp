@@ -37,7 +37,6 @@ struct LegacyHeader {
   std::string firstValue(const std::string& key) const;
 
   std::map<std::string, LegacyHeaderEntry> headerEntries;  ///< by key; the first line of a key wins
-  std::vector<std::string> keys;  ///< of all lines in their order, repeated ones too
 };
 
 /// What parsing a header found to say.
@@ -109,9 +108,6 @@ class EventFormat : public LegacyFormat {
 
   const std::vector<std::string>& getEntries() const override { return entries; }
   const std::vector<std::string>& getSubEntries(int i) const override;
-
-  /// The number of arguments that calls of the API at position `i` of getEntries() should have.
-  std::uint64_t argumentCount(int i) const;
 
   /// The number of APIs that "argNb" has a count for.
   std::size_t countedApis() const { return argCounts.size(); }

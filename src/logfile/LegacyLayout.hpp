@@ -60,8 +60,13 @@ constexpr const char* PRODUCT = "product";
 /// The value of "type" in an event log. Anything else, or no "type" at all, means a continuous log.
 constexpr const char* EVENTS = "events";
 
+/// What only the companion tool writes; a replay ignores it.
+constexpr const char* TOOL = "tool";
+constexpr const char* RATE = "rate";
+constexpr const char* CONTINUOUS = "continuous";
+
 /// Positions in the head of an event record.
-enum EventHead : std::size_t { RECORD_BYTES = 0, STEP = 1, EVENT_ID = 2, EVENT_HEAD_VALUES = 3 };
+enum HeadValue : std::size_t { RECORD_BYTES = 0, STEP = 1, EVENT_ID = 2, EVENT_HEAD_VALUES = 3 };
 
 // Records are read and written as they lie in memory.
 static_assert(sizeof(double) == 8 && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__);

@@ -7,6 +7,7 @@
 #include <cinttypes>
 #include <cstdlib>
 #include <limits>
+#include <sstream>
 #include <utility>
 
 #include "logfile/ErrorText.hpp"
@@ -38,12 +39,28 @@ void logRemark(const HeaderRemark& remark) {
   }
 }
 
+[[noreturn]] void exitBeyondLimit(const std::string& path) {
+  log_print(LOG_TAG, LOG_ERR,
+            "Input file %s has no \"-- Data\" line within its header's limit of %zu bytes", path.c_str(),
+            HeaderText::MAX_BYTES);
+  std::exit(EXIT_FAILURE);
+}
+
 /// The format, when the header has no fault; ends the process otherwise.
 template <class Format>
-std::unique_ptr<Format> take(ParsedHeader<Format> parsed) {
+std::unique_ptr<Format> take(ParsedHeader<Format> parsed, const HeaderText& text, const std::string& path) {
+  // What seems to be missing may stand behind the limit.
+  if (parsed.fault() != nullptr && text.truncated) exitBeyondLimit(path);
   for (const HeaderRemark& remark : parsed.remarks) logRemark(remark);
   if (parsed.fault() != nullptr) std::exit(EXIT_FAILURE);
   return std::move(parsed.format);
+}
+
+void logKeys(const std::string& headerText) {
+  std::istringstream lines(headerText);
+  for (std::string line; std::getline(lines, line);) {
+    log_print(LOG_TAG, LOG_DEBUG, "Found header entry %s", LegacyHeaderEntry(line).name.c_str());
+  }
 }
 
 void logArguments(const EventFormat& format) {
@@ -54,18 +71,6 @@ void logArguments(const EventFormat& format) {
       log_print(LOG_TAG, LOG_DEBUG, "    %s", argument.c_str());
     }
   }
-}
-
-[[noreturn]] void exitBeyondLimit(const HeaderText& header, const std::string& path) {
-  if (header.started) {
-    log_print(LOG_TAG, LOG_ERR,
-              "Input file %s has no \"-- Data\" line within its header's limit of %zu bytes", path.c_str(),
-              HeaderText::MAX_BYTES);
-  } else {
-    log_print(LOG_TAG, LOG_ERR, "Input file %s has no header in its first %" PRIu64 " bytes", path.c_str(),
-              HeaderText::MAX_SEARCH_BYTES);
-  }
-  std::exit(EXIT_FAILURE);
 }
 
 }  // namespace
@@ -86,23 +91,21 @@ LegacyReader::~LegacyReader() {
 int LegacyReader::open(const char* logPath) {
   if (file.open(logPath) < 0) return -EINVAL;
 
-  std::size_t firstLine = 1;
-  const LegacyHeader header(readHeaderText(firstLine), firstLine);
-  for (const std::string& key : header.keys) {
-    log_print(LOG_TAG, LOG_DEBUG, "Found header entry %s", key.c_str());
-  }
+  const HeaderText text = readHeaderText();
+  if (log_admits(LOG_TAG, LOG_DEBUG) != 0) logKeys(text.text);
   if (contents == LogFile::CONTENTS_CONTINUOUS) {
-    openContinuous(header);
+    openContinuous(text);
   } else {
-    openEvents(header);
+    openEvents(text);
   }
   return 0;
 }
 
-/// The header's text, whose first line has the number `firstLine` in the file.
-std::string LegacyReader::readHeaderText(std::size_t& firstLine) {
+/// Reads the header's text, and logs what is wrong with the file around it. A header that goes on behind
+/// the limit ends the process.
+HeaderText LegacyReader::readHeaderText() {
   HeaderText header = file.readHeader();
-  if (header.beyondLimit) exitBeyondLimit(header, file.path());
+  if (header.beyondLimit) exitBeyondLimit(file.path());
   reportReadError();
   if (!header.started) {
     log_print(LOG_TAG, LOG_ERR, "Input file %s badly formatted, missing header section \"%s\"",
@@ -113,20 +116,21 @@ std::string LegacyReader::readHeaderText(std::size_t& firstLine) {
     log_print(LOG_TAG, LOG_WARNING, "Input file %s has %d lines before its header, is it normal?",
               file.path().c_str(), static_cast<int>(std::min(header.preambleLines, mostShown)));
   }
-  firstLine = header.preambleLines + 1;
-  return std::move(header.text);
+  return header;
 }
 
-void LegacyReader::openContinuous(const LegacyHeader& header) {
-  format = take(ContinuousFormat::parse(header));
+void LegacyReader::openContinuous(const HeaderText& text) {
+  const LegacyHeader header(text.text, text.preambleLines + 1);
+  format = take(ContinuousFormat::parse(header), text, file.path());
   auto continuous = std::make_unique<LegacyContinuousSample>(*format);
   continuous->buildList(registry);
   sample = std::move(continuous);
   droneVariant = header.firstValue(LegacyLayout::HARDWARE);
 }
 
-void LegacyReader::openEvents(const LegacyHeader& header) {
-  auto eventFormat = take(EventFormat::parse(header));
+void LegacyReader::openEvents(const HeaderText& text) {
+  const LegacyHeader header(text.text, text.preambleLines + 1);
+  auto eventFormat = take(EventFormat::parse(header), text, file.path());
   if (log_admits(LOG_TAG, LOG_DEBUG) != 0) logArguments(*eventFormat);
   auto events = std::make_unique<LegacyEventSample>(*eventFormat);
   events->buildList(registry);
@@ -187,16 +191,12 @@ bool LegacyReader::readHeadAhead() {
 
 /// Whether there is a record to go on with. Says where the event log stops making sense.
 bool LegacyReader::isRecord(EventRecords::State state) {
-  switch (state) {
-    case EventRecords::WHOLE:
-    case EventRecords::UNUSUAL: return true;
-    case EventRecords::END: break;
-    case EventRecords::UNREADABLE: reportReadError(); break;
-    case EventRecords::CUT:
-    case EventRecords::DAMAGED:
-      log_print(LOG_TAG, LOG_WARNING,
-                "Event file %s ends at byte %" PRIu64 " : the record there is damaged or cut short",
-                file.path().c_str(), records->start);
+  if (EventRecords::isRecord(state)) return true;
+  if (state == EventRecords::UNREADABLE) reportReadError();
+  if (state == EventRecords::CUT || state == EventRecords::DAMAGED) {
+    log_print(LOG_TAG, LOG_WARNING,
+              "Event file %s ends at byte %" PRIu64 " : the record there is damaged or cut short",
+              file.path().c_str(), records->start);
   }
   return false;
 }

@@ -13,7 +13,7 @@
 
 /// Reads one legacy log (LegacyLayout.hpp) into a registry.
 ///
-/// It is the one that speaks of a legacy log: file, parser, binding and decoder give values, which it logs.
+/// File, parser, binding and decoder only give values. This class logs what they have found.
 ///
 /// The caller owns the reader and calls close() before deleting it. The registry is borrowed, must be
 /// frozen before open(), and outlives the reader. open() is called once, before any popSample().
@@ -54,9 +54,9 @@ class LegacyReader : public LogFile::IReader {
   int popSample(int index, std::vector<int>& events) override;
 
  private:
-  std::string readHeaderText(std::size_t& firstLine);
-  void openContinuous(const LegacyHeader& header);
-  void openEvents(const LegacyHeader& header);
+  HeaderText readHeaderText();
+  void openContinuous(const HeaderText& text);
+  void openEvents(const HeaderText& text);
   int fillSample(unsigned long n);
   bool readHeadAhead();
   bool isRecord(EventRecords::State state);

@@ -49,9 +49,10 @@ EventRecords::Oddity EventRecords::judge(const double* values) const {
   if (head.eventId < 0 || static_cast<std::size_t>(head.eventId) >= format.getEntries().size()) {
     return UNNAMED_API;
   }
-  if (head.argumentCount != format.argumentCount(head.eventId)) return OTHER_ARGUMENT_COUNT;
-  const bool isWhole = values[RECORD_BYTES] == static_cast<double>(head.recordBytes) &&
-                       values[STEP] == head.step && values[EVENT_ID] == head.eventId;
+  if (head.argumentCount != format.getSubEntries(head.eventId).size()) return OTHER_ARGUMENT_COUNT;
+  const double wholeBytes = static_cast<double>((EVENT_HEAD_VALUES + head.argumentCount) * sizeof(double));
+  const bool isWhole =
+      values[RECORD_BYTES] == wholeBytes && values[STEP] == head.step && values[EVENT_ID] == head.eventId;
   return isWhole ? NONE : FRACTION;
 }
 

@@ -39,9 +39,12 @@ class EventRecords {
   enum Oddity {
     NONE,
     UNNAMED_API,           ///< its event id is no position of "titles"
-    OTHER_ARGUMENT_COUNT,  ///< it has more or fewer arguments than "argNb" says
-    FRACTION,              ///< its size, step or event id is no whole number, and was truncated
+    OTHER_ARGUMENT_COUNT,  ///< it has more or fewer arguments than the header names for its API
+    FRACTION,              ///< its size is no multiple of 8, or its step or event id no whole number
   };
+
+  /// Whether a state is a record, and not the end of the log.
+  static bool isRecord(State state) { return state == WHOLE || state == UNUSUAL; }
 
   EventRecords(LegacyFile& log, const EventFormat& eventFormat) : file(log), format(eventFormat) {}
 

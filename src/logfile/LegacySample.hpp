@@ -32,7 +32,7 @@ class LegacySample : public std::vector<double> {
   virtual std::int32_t updateRegEntries() = 0;
   /// Registry position of the record's API; negative when it has none and the record is to be skipped.
   virtual std::int32_t getEventIndex() const { return 0; }
-  /// How many of the body's values the bound fields can take; reading more of them is of no use.
+  /// Number of values of the body that have a field to go to.
   virtual std::uint64_t getBoundSize() const { return getSampleSize(); }
 
  protected:

@@ -23,8 +23,8 @@ std::string headerLine(const std::string& key, const std::vector<std::string>& v
 
 int writeHeader(OutputFile& file, const LogOrigin& origin, const std::string& keyLines) {
   const std::string header = origin.description + "\n" + headerLine(HEADER_START, {}) +
-                             headerLine("tool", {"ostrelLog"}) + headerLine(NAVDATA_SECTION, {}) +
-                             keyLines + headerLine(DATA_START, {});
+                             headerLine(TOOL, {"ostrelLog"}) + headerLine(NAVDATA_SECTION, {}) + keyLines +
+                             headerLine(DATA_START, {});
   return file.write(header.data(), header.size());
 }
 
@@ -45,9 +45,9 @@ int LegacyContinuousWriter::begin(OutputFile& target, const LogOrigin& origin) {
   std::vector<std::string> titles;
   for (const DataEntryBase* column : columns) titles.push_back(column->name);
   return writeHeader(target, origin,
-                     headerLine(TYPE, {"continuous"}) +
+                     headerLine(TYPE, {CONTINUOUS}) +
                          headerLine(NENTRIES, {std::to_string(titles.size())}) +
-                         headerLine(TITLES, titles) + headerLine("rate", {std::to_string(origin.rate)}) +
+                         headerLine(TITLES, titles) + headerLine(RATE, {std::to_string(origin.rate)}) +
                          headerLine(HARDWARE, {origin.variant}));
 }
 

@@ -85,6 +85,7 @@ void TlmbReaderImpl::sampleBegin(unsigned int /*id*/, const timespec* /*time*/, 
                                  std::size_t /*size*/) {}
 
 void TlmbReaderImpl::sectionChanged(unsigned int id, const void* description, std::size_t size) {
+  if (!blackbox) return;  // it is being deleted, and nothing will be read any more
   const std::string& name = blackbox->sectionNameOf(id, description, size);
   if (name == sectionName) doMapping(id);
   if (sectionNames.size() < MAX_SECTION_NAMES) sectionNames.insert(name);

@@ -24,7 +24,8 @@ class TlmbReader : public LogFile::IReader {
 /// the registry, and copies the bytes of its samples into the entries' fields.
 ///
 /// The section is the one that the environment variable TLMB_SECTION_NAME names, "navdata" when it is
-/// unset. The telemetry library calls back only from inside open() and popSample().
+/// unset. The telemetry library calls back from inside open() and popSample(), and perhaps once more
+/// while its reader is deleted.
 class TlmbReaderImpl : public TlmbReader, public telemetry::BlackboxReaderItfCb {
  public:
   explicit TlmbReaderImpl(DataRegistry* targetRegistry);

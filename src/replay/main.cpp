@@ -71,8 +71,8 @@ int main(int argc, char** argv) {
     if (interruption != 0) Interruption::raise(interruption);
     return status;
   } catch (...) {
-    // An exception that nothing catches need not unwind; caught here, it has destroyed the export, the
-    // environment and the command line, in this order, before it goes on.
+    // Without a handler the standard lets an exception end the process at once. With this one the export,
+    // the environment and the command line are destroyed first, in this order.
     throw;
   }
 }

@@ -39,7 +39,6 @@ TEST(LegacyHeader, KeepsTheFirstLineOfAKeyAndItsPlace) {
   EXPECT_EQ(header.firstValue("b"), "");
   EXPECT_EQ(header.headerEntries.at("a").line, 7U);
   EXPECT_EQ(header.headerEntries.at("b").line, 8U);
-  EXPECT_THAT(header.keys, ElementsAre("a", "b", "a"));
 }
 
 /// The remarks in order: kind, key, text and line of each.

@@ -17,6 +17,7 @@ class LateLibrary : public telemetry::BlackboxReaderItf {
     callbacks->sampleBegin(3, &time, &value, sizeof(value));
     callbacks->sample(3, &time, 0, X, &value, sizeof(value));
     callbacks->sampleEnd(3);
+    callbacks->sectionChanged(3, nullptr, 0);
   }
   int open(const std::string&) override { return callbacks->sectionChanged(3, nullptr, 0), 0; }
   int close() override { return 0; }

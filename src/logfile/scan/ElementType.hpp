@@ -24,7 +24,7 @@ struct ElementType {
   std::string (*print)(long double value);
 };
 
-// What is behind the long double's promise.
+// Otherwise a long double could not hold every 64-bit integer exactly.
 static_assert(sizeof(long double) > sizeof(double));
 
 /// The type of a variable's elements; null for one that no type says how to read, by its number or by the

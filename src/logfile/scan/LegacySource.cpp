@@ -80,7 +80,7 @@ class EventSource final : public LogSource {
       values.resize(LegacyLayout::EVENT_HEAD_VALUES + layout->variables.size(),
                     std::numeric_limits<double>::quiet_NaN());
       record = {layout, records.head.step,
-                reinterpret_cast<const unsigned char*>(&values[LegacyLayout::EVENT_HEAD_VALUES])};
+                reinterpret_cast<const unsigned char*>(values.data() + LegacyLayout::EVENT_HEAD_VALUES)};
       return true;
     }
     return false;
@@ -89,35 +89,31 @@ class EventSource final : public LogSource {
   /// Reads the next record; false at the end, after ended() where the log is not whole.
   bool readRecord() {
     EventRecords::State state = records.readHead(values);
-    if (isRecord(state)) {
+    if (EventRecords::isRecord(state)) {
       state = records.readArguments(values, format->getSubEntries(records.head.eventId).size());
     }
+    if (EventRecords::isRecord(state)) return true;
     switch (state) {
-      case EventRecords::WHOLE:
-      case EventRecords::UNUSUAL: return true;
-      case EventRecords::END:
-        if (!bytes->hasData()) ended(LogEnd::CUT, records.start);
-        break;
       case EventRecords::CUT: ended(LogEnd::CUT, records.start); break;
       case EventRecords::DAMAGED:
         ended(LogEnd::DAMAGED, records.start, "a record of impossible size");
         break;
       case EventRecords::UNREADABLE:
         ended(LogEnd::UNREADABLE, records.start, errorText(bytes->readError()));
+        break;
+      default:
+        if (!bytes->hasData()) ended(LogEnd::CUT, records.start);
     }
     return false;
   }
 
-  static bool isRecord(EventRecords::State state) {
-    return state == EventRecords::WHOLE || state == EventRecords::UNUSUAL;
-  }
-
   static const char* describe(EventRecords::Oddity oddity) {
     switch (oddity) {
-      case EventRecords::UNNAMED_API: return "of an API that the header does not name";
+      case EventRecords::UNNAMED_API:
+        return "of an API that the header does not name, not counted as calls";
       case EventRecords::OTHER_ARGUMENT_COUNT:
         return "with another number of arguments than the header names";
-      default: return "with a size, a step or an API that is no whole number";
+      default: return "with a size that is no multiple of 8, or a step or API number with a fraction";
     }
   }
 
@@ -129,8 +125,8 @@ class EventSource final : public LogSource {
 
 std::string describe(const HeaderRemark& fault) {
   if (fault.kind == HeaderRemark::NUMBER_UNUSABLE) {
-    return "its header has a '" + fault.key + "' that is no usable number in line " +
-           std::to_string(fault.line) + ": " + fault.text;
+    return "its '" + fault.key + "' entry in line " + std::to_string(fault.line) +
+           " is no usable number: " + fault.text;
   }
   return fault.line == 0 ? "its header has no '" + fault.key + "' entry" : "its header names no columns";
 }
@@ -155,11 +151,12 @@ std::unique_ptr<LogSource> openLegacy(const std::string& path, std::string& faul
     return nullptr;
   }
   const HeaderText text = bytes->readHeader();
+  const std::string beyondLimit = "its header has no \"-- Data\" line within the limit of " +
+                                  std::to_string(HeaderText::MAX_BYTES) + " bytes";
   if (bytes->readError() < 0) {
     fault = errorText(bytes->readError());
-  } else if (text.beyondLimit && text.started) {
-    fault = "its header has no \"-- Data\" line within the limit of " +
-            std::to_string(HeaderText::MAX_BYTES) + " bytes";
+  } else if (text.beyondLimit) {
+    fault = beyondLimit;
   } else if (!text.started) {
     fault = "no flight log: neither the start of a blackbox log nor a legacy header";
   }
@@ -174,5 +171,6 @@ std::unique_ptr<LogSource> openLegacy(const std::string& path, std::string& faul
     source = makeSource<ContinuousSource>(std::move(bytes), ContinuousFormat::parse(header), fault);
     if (source) source->variant = header.firstValue(LegacyLayout::HARDWARE);
   }
+  if (!source && text.truncated) fault = beyondLimit;  // what seems to be missing may stand behind it
   return source;
 }
