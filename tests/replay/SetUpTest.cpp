@@ -1,78 +1,72 @@
-#include <sys/stat.h>
-
 #include "replay/ReplayFixture.hpp"
 
-using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 namespace {
 
 using ReplaySetUp = ReplayFixture;
 
-TEST_F(ReplaySetUp, ContinuousLogThatIsNoneEndsIt) {
-  const std::string log = folder.path("cont");
-  EXPECT_EQ(replay(" TLMB", APIS).exitStatus, 1);
-  EXPECT_THAT(linesLike({"<3>ostrelReplay", "@OSTREL", "@Api"}),
-              ElementsAre("<3>ostrelReplay: Unable to open '" + log + "': err=-22(Invalid argument)",
-                          "<3>ostrelReplay: Could not open " + log + " : Invalid argument"));
+struct Logs : Row {
+  std::string continuous, events;
+  int exitStatus;
+  Lines lines;  // what is wrong
+};
+class OpenedLogs : public ReplaySetUp, public testing::WithParamInterface<Logs> {};
+
+TEST_P(OpenedLogs, DecideWhetherTheReplayRuns) {
+  EXPECT_EQ(replay(GetParam().continuous, GetParam().events).exitStatus, GetParam().exitStatus);
+  EXPECT_EQ(linesLike("<3>[CF]|<4>"), GetParam().lines);
 }
 
-TEST_F(ReplaySetUp, BlackboxLogServesForNoEvents) {
-  EXPECT_EQ(replay(samples({0}), "TLMB\n").exitStatus, 1);
-  EXPECT_THAT(
-      linesLike({"<3>", "@OSTREL"}),
-      ElementsAre(HasSubstr("badly formatted"), "<3>ostrelReplay: File doesn't have a 'type' entry"));
-}
+const std::string COUNT = "<4>nentries does not match the size of titles list";
+const Logs LOGS[] = {
+    {"CountOfColumnsWrong", header("titles : index\nnentries : +2\n"), APIS, 0, {COUNT}},
+    {"BlackboxLogIsNone", " TLMB", APIS, 1, {"<3>Could not open cont : Invalid argument"}},
+    {"EventLogIsNone", COLUMNS, header("titles : f\n"), 1, {"<3>File doesn't have a 'type' entry"}},
+};
+INSTANTIATE_ROWS(OpenedLogs, LOGS);
 
-TEST_F(ReplaySetUp, EventLogThatCanNotBeOpenedEndsItOnceTheContinuousLogIsOpen) {
-  const std::string socket = folder.path("socket");
-  ASSERT_EQ(mknod(socket.c_str(), S_IFSOCK | 0600, 0), 0);
-  EXPECT_EQ(run({"-i", folder.write("cont", samples({0})), "-e", socket, "-d", "board"}).exitStatus, 1);
-  EXPECT_THAT(linesLike({"<3>", "<4>", "@Api", "@OSTREL"}),
-              ElementsAre("@Api::Input replayed",
-                          "<3>ostrelReplay: Could not open " + socket + " : Invalid argument"));
-}
-
-TEST_F(ReplaySetUp, FolderIsNoLog) {
-  const std::string directory = folder.makeDirectory("directory");
-  EXPECT_EQ(run({"-i", directory, "-e", directory, "-d", "board"}).exitStatus, 1);
-  EXPECT_THAT(lines, Contains("<3>ostrelReplay: Could not read " + directory + " : Is a directory"));
-}
-
-/// Where the variant may come from: two header lines, a line of the properties, and the command line.
+/// Lines of the logs' headers, the property file and the command line, and what follows from them.
 struct Sources : Row {
   std::string continuous, events, properties;
   Lines options;
-  std::string line, variant;
+  std::string line, variantAndMode;
 };
 class Variant : public ReplaySetUp, public testing::WithParamInterface<Sources> {};
 
-TEST_P(Variant, IsTheFirstThatHasOne) {
+TEST_P(Variant, AndRunningModeComeFromTheFirstSourceThatHasOne) {
   const Sources& given = GetParam();
   variables["SYS_PROP_FILE"] = folder.write("properties", given.properties);
   const std::string continuous = continuousHeader({"index"}, given.continuous);
   EXPECT_EQ(replay(continuous, eventHeader("land", "0", "x", given.events), given.options).exitStatus, 0);
-  EXPECT_THAT(linesLike({"<3>", "@OSTREL_new"}),
-              ElementsAre("<3>ostrelReplay: " + given.line + given.variant,
-                          "@OSTREL_new " + given.variant + " default"));
+  EXPECT_THAT(linesLike("<3>|@OSTREL_new"),
+              ElementsAre("<3>" + given.line, "@OSTREL_new " + given.variantAndMode));
 }
 
 const std::string C = "ro.hardware : c\n", E = "product : e\n", P = "ro.hardware=p\n";
+const std::string INDOOR = "persist.running-mode=indoor\n", NO_MODE = "persist.running-mode=\n";
+const std::string GIVEN = "Using droneVariant given in args : board", FOUND = "droneVariant found ";
 const Sources SOURCES[] = {
-    {"CommandLine", C, E, P, {"-d", "board"}, "Using droneVariant given in args : ", "board"},
-    {"ContinuousLog", C, E, P, {}, "droneVariant found in Data file : ", "c"},
-    {"EventLog", "ro.hardware\n", E, P, {}, "droneVariant found in Event file : ", "e"},
-    {"Properties", "", "", P, {}, "droneVariant found from system properties : ", "p"},
+    {"Options", C, E, P + INDOOR, {"-d", "board", "-m", "arg"}, GIVEN, "board arg"},
+    {"EmptyMode", C, E, P + INDOOR, {"-d", "board", "-m", ""}, GIVEN, "board indoor"},
+    {"ContinuousLog", C, E, P, {}, FOUND + "in Data file : c", "c default"},
+    {"EventLog", "ro.hardware\n", E, P, {}, FOUND + "in Event file : e", "e default"},
+    {"Properties", "", "", P + NO_MODE, {}, FOUND + "from system properties : p", "p "},
 };
 INSTANTIATE_ROWS(Variant, SOURCES);
 
 TEST_F(ReplaySetUp, WithoutAnyVariantItEndsAfterBothLogsWereOpened) {
   variables["SYS_PROP_FILE"] = folder.write("properties", "ro.hardware=\n");
   EXPECT_EQ(replay(samples({}), APIS, {}).exitStatus, 1);
-  EXPECT_THAT(linesLike({"<3>", "@OSTREL_new"}),
-              ElementsAre("<3>ostrelReplay: No drones variant found in log file and in properties,please "
+  EXPECT_THAT(linesLike("<3>|@OSTREL_new"),
+              ElementsAre("<3>No drones variant found in log file and in properties,please "
                           "give your variant with -d VARIANT"));
+}
+
+TEST_F(ReplaySetUp, PropertiesThatCanNotBeReadFailTheRun) {
+  variables["SYS_PROP_FILE"] = folder.makeDirectory("unreadable");
+  EXPECT_EQ(replay(COLUMNS, APIS).exitStatus, 1);
+  EXPECT_EQ(lines.back(), "<3>Could not get running mode from properties");
 }
 
 }  // namespace
