@@ -29,7 +29,7 @@ TEST(DataEntry, StoresARecordedValueAsItsFieldTypeHoldsIt) {
   expectStored<bool>({{0.25, 1}, {-0.0, 0}, {NAN, 1}});
   expectStored<unsigned char>({{300, 44}, {-0.7, 0}, {-1, 255}, {TWO_31 + 7, 0}});
   expectStored<short>({{-2.9, -2}, {32767, 32767}, {32768, -32768}});
-  expectStored<int>({{-1.9, -1}, {TWO_31 - 0.5, TWO_31 - 1}, {-TWO_31, -TWO_31}});
+  expectStored<int>({{-1.9, -1}, {TWO_31 - 0.5, TWO_31 - 1}, {-TWO_31, -TWO_31}, {1 - TWO_31, 1 - TWO_31}});
   expectStored<int>({{TWO_31, -TWO_31}, {-TWO_31 - 1, -TWO_31}, {NAN, -TWO_31}});
   expectStored<unsigned int>({{-1, TWO_32 - 1}, {TWO_32 - 1, TWO_32 - 1}, {TWO_32 + 5, 5}, {TWO_63, 0}});
   expectStored<long>({{TWO_63 - 1024, TWO_63 - 1024}, {TWO_63, -TWO_63}, {NAN, -TWO_63}});

@@ -111,7 +111,7 @@ const InfoRow LOGS[] = {
              "  gaps       1 after 0, 2 after 2, 2 after 5, 1 after 8, 1 after 10, ...")},
     {"Text", "text", noLog("no flight log: neither the start of a blackbox log nor a legacy header")},
     {"Word", header("nentries : one\ntitles : x\n"),
-     noLog("its header has a 'nentries' that is no usable number in line 2: one")},
+     noLog("its 'nentries' entry in line 2 is no usable number: one")},
     {"OtherVersion", "TLMB" + packed(2), noLog("a blackbox log of another version")},
     {"FirstWord", "\nTLMB", noLog("no blackbox log, though its first word is that of one")},
 };
