@@ -98,6 +98,10 @@ int LegacyReader::open(const char* logPath) {
   } else {
     openEvents(text);
   }
+  if (!text.complete && file.readError() == 0) {
+    log_print(LOG_TAG, LOG_WARNING, "File %s has no \"%s\" line : it holds no record", file.path().c_str(),
+              LegacyLayout::DATA_START);
+  }
   return 0;
 }
 
@@ -156,9 +160,15 @@ int LegacyReader::popSample() {
     log_print(LOG_TAG, LOG_ERR, "Can not pop sample from non-continuous file");
     return -EINVAL;
   }
+  const std::uint64_t start = file.position();
   sample->clear();
   if (fillSample(sample->getSampleSize()) < 0) {
     reportReadError();
+    if (file.readError() == 0 && file.position() > start) {
+      log_print(LOG_TAG, LOG_WARNING,
+                "Continuous file %s ends at byte %" PRIu64 " : the record there is damaged or cut short",
+                file.path().c_str(), start);
+    }
     return -ENODATA;
   }
   return sample->updateRegEntries();
@@ -178,6 +188,22 @@ int LegacyReader::popSample(int index, std::vector<int>& events) {
     if (sample->getEventIndex() >= 0) events.push_back(sample->updateRegEntries());
   }
   return events.empty() ? -EAGAIN : static_cast<int>(events.size());
+}
+
+void LegacyReader::warnOfMissedCalls(std::int64_t nextStep) {
+  if (contents != LogFile::CONTENTS_EVENTS) return;
+  std::uint64_t count = 0;
+  std::int32_t firstStep = 0;
+  while (readHeadAhead()) {
+    headAhead = false;
+    if (!isRecord(records->readArguments(*sample, 0))) break;
+    if (sample->getEventIndex() < 0 || sample->getIndex() == nextStep) continue;
+    if (count++ == 0) firstStep = sample->getIndex();
+  }
+  if (count == 0) return;
+  log_print(LOG_TAG, LOG_WARNING,
+            "Event file %s : %" PRIu64 " calls were not made, the first one of step %i",
+            file.path().c_str(), count, firstStep);
 }
 
 /// Reads and decodes the next record's head, unless that was done already: it is kept from call to call

@@ -41,7 +41,7 @@ class LegacyReader : public LogFile::IReader {
   /// Reads one record into the registry, whatever its step index.
   ///
   ///   0         one record stored
-  ///   -ENODATA  no complete record is left, now and ever after
+  ///   -ENODATA  no complete record is left, now and ever after; a record that is not complete is logged
   ///   -EINVAL   this reader serves an event log
   int popSample() override;
 
@@ -52,6 +52,10 @@ class LegacyReader : public LogFile::IReader {
   ///   -ENODATA  the data ended, now and ever after; events met before the end stay applied and listed
   ///   -EINVAL   this reader serves a continuous log
   int popSample(int index, std::vector<int>& events) override;
+
+  /// Reads an event log to its end, in the memory of one record, and stores nothing. Calls of APIs that the
+  /// library does not have are not counted.
+  void warnOfMissedCalls(std::int64_t nextStep) override;
 
  private:
   HeaderText readHeaderText();

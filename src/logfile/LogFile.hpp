@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -39,6 +40,11 @@ class IReader {
   ///   <= 0     nothing to replay in this step, whatever `events` holds
   ///   -ENOSYS  the reader carries no events
   virtual int popSample(int index, std::vector<int>& events) = 0;
+
+  /// For whoever ends a replay, when no further step will come: warns of the calls that were still to be
+  /// made. A call recorded for `nextStep`, the step right behind the last one, is none of them: the
+  /// recording had ended before that step. Readers without events do nothing.
+  virtual void warnOfMissedCalls(std::int64_t /*nextStep*/) {}
 
   /// The hardware variant that the log's header names; empty before open() and when it names none.
   std::string droneVariant;

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
+#include <limits>
 #include <vector>
 
 #include "logfile/ErrorText.hpp"
@@ -30,6 +31,7 @@ int ReplayLoop::run() {
     replayEvents();
     runStep();
     last = env.data->index;
+    hasRun = true;
     usleep(1);
   }
   if (result == -ENODATA) {
@@ -37,6 +39,9 @@ int ReplayLoop::run() {
   } else {
     log_print(LOG_TAG, LOG_WARNING, "Error on replay data read : %s", errorText(result));
   }
+  // Without any step there is none that the recording had ended before.
+  constexpr std::int64_t noStep = std::numeric_limits<std::int64_t>::min();
+  env.events->reader->warnOfMissedCalls(hasRun ? std::int64_t{last} + 1 : noStep);
   return 0;
 }
 

@@ -16,7 +16,8 @@ class ReplayLoop {
   ReplayLoop(OstrelEnv& environment, LogFile::IExport* exporter);
 
   /// Runs every step up to the end of the continuous log, or until a signal is noted (Interruption.hpp).
-  /// Logs one line that says what ended it.
+  /// Logs one line that says what ended it, and, unless that was a signal, warns of calls that no step has
+  /// reached.
   ///
   /// Returns the signal that cut the replay short; 0 when the log ended it, also when a signal came after
   /// the last step had run.
@@ -34,4 +35,5 @@ class ReplayLoop {
   OstrelEnv& env;
   LogFile::IExport* newLog;
   std::int32_t last = 0;
+  bool hasRun = false;  ///< a step has; `last` is its index
 };
