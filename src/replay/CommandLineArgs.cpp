@@ -76,6 +76,7 @@ CommandLineArgs::CommandLineArgs(int argc, char** argv) {
       default: exitWithUsage(argv[0], EXIT_FAILURE);
     }
   }
+  ignored.assign(argv + optind, argv + argc);  // getopt has moved them behind the options
   if (!droneMode.empty()) return;
 
   char property[SYS_PROP_VALUE_MAX] = {};
@@ -98,6 +99,9 @@ int CommandLineArgs::check() const {
   if (!isDirectory(configurationRoot() + droneName)) {
     log_print(LOG_TAG, LOG_ERR, "No Ostrel configuration for %s", droneName.c_str());
     return -1;
+  }
+  for (const std::string& argument : ignored) {
+    log_print(LOG_TAG, LOG_WARNING, "Argument %s is ignored", argument.c_str());
   }
   log_print(LOG_TAG, LOG_INFO, "Starting execution ...");
   log_print(LOG_TAG, LOG_INFO, "Input continuous bbox-file : %s", contBboxPath.c_str());

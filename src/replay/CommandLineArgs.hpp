@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 /// The tool's options, with the running mode settled.
 class CommandLineArgs {
@@ -21,4 +22,5 @@ class CommandLineArgs {
   std::string newBboxPath;    ///< -g: blackbox log to generate; empty: none
   std::string droneName;  ///< -d: hardware name, which selects the configuration directory; may be empty
   std::string droneMode;  ///< -m: running mode; otherwise the property "persist.running-mode"
+  std::vector<std::string> ignored;  ///< arguments that are no options, in their order
 };

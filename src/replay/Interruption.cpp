@@ -1,24 +1,29 @@
 #include "replay/Interruption.hpp"
 
 #include <csignal>
-#include <initializer_list>
 
 namespace {
 
+constexpr int SIGNALS[] = {SIGHUP, SIGINT, SIGTERM};
+
 volatile std::sig_atomic_t received = 0;
+
+/// Makes `handler` that of every signal that is not ignored.
+void handleBy(void (*handler)(int)) {
+  for (const int signalNumber : SIGNALS) {
+    if (std::signal(signalNumber, handler) == SIG_IGN) std::signal(signalNumber, SIG_IGN);
+  }
+}
 
 void note(int signalNumber) {
   received = signalNumber;
-  std::signal(SIGINT, SIG_DFL);
-  std::signal(SIGTERM, SIG_DFL);
+  handleBy(SIG_DFL);
 }
 
 }  // namespace
 
 void Interruption::watch() {
-  for (const int signalNumber : {SIGINT, SIGTERM}) {
-    if (std::signal(signalNumber, note) == SIG_IGN) std::signal(signalNumber, SIG_IGN);
-  }
+  handleBy(note);
 }
 
 int Interruption::signal() {

@@ -4,8 +4,9 @@
 /// the borrowed settings go back, and only then does the process die by the signal. Process-wide.
 namespace Interruption {
 
-/// From now on SIGINT and SIGTERM are noted; a second one ends the process at once. A signal that the tool
-/// was started to ignore stays ignored.
+/// From now on one SIGHUP, SIGINT or SIGTERM is noted; the one behind it ends the process at once. A signal
+/// that the tool was started to ignore, as nohup does it, stays ignored. Called again when the replay has
+/// ended, so that one more signal only shortens the last sleep and does not cut the new log.
 void watch();
 
 /// The signal that asks the replay to end; 0 when there was none.

@@ -57,6 +57,7 @@ int run(int argc, char** argv, int& interruption) {
   ReplayLoop loop(env, holder.exporter.get());
   interruption = loop.run();
 
+  Interruption::watch();  // for the sleep, which a further signal ends
   sleep(1);
   log_print(LOG_TAG, LOG_INFO, "Ran %i steps of ostrel", loop.lastStep());
   return EXIT_SUCCESS;
