@@ -3,7 +3,9 @@
 #include <syslog.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <utility>
 
 #include "logservice/log.h"
@@ -22,6 +24,33 @@ timespec now() {
   timespec time{};
   clock_gettime(CLOCK_MONOTONIC, &time);
   return time;
+}
+
+/// The absolute path without links, as far as it exists.
+std::filesystem::path resolved(const std::string& path) {
+  std::error_code failure;
+  std::filesystem::path whole = std::filesystem::absolute(path, failure);
+  if (!failure) whole = std::filesystem::weakly_canonical(whole, failure);
+  return failure ? std::filesystem::path(path) : whole;
+}
+
+/// Whether a log at `path` would take the place of the file that holds the settings.
+bool isSettingsFile(const std::string& path) {
+  const char* settings = std::getenv("KVS_FILE");
+  if (settings == nullptr || *settings == '\0') return false;
+  std::error_code failure;
+  if (std::filesystem::equivalent(path, settings, failure)) return true;
+  return resolved(path) == resolved(settings);  // it need not exist yet
+}
+
+/// Where the variable "index" stands in a sample of these variables, if they have one of 32 bits.
+std::optional<std::size_t> offsetOfIndex(const std::vector<telemetry::VarDesc>& variables) {
+  std::size_t offset = 0;
+  for (const telemetry::VarDesc& variable : variables) {
+    if (variable.name == "index" && variable.type == TLM_VAR_INT32) return offset;
+    offset += variable.elementBytes * variable.count;
+  }
+  return std::nullopt;
 }
 
 }  // namespace
@@ -53,19 +82,20 @@ void LoggingService::settingChanged(kvs_ctx* /*context*/, kvs_evt event, const k
 
 /// Takes over one setting. A setting of the wrong type counts as unset.
 void LoggingService::follow(const std::string& key, const kvs_value& value) {
-  const std::string text = value.type == KVS_TYPE_STRING ? value.text : "";
+  const auto text = value.type == KVS_TYPE_STRING ? std::optional<std::string>(value.text) : std::nullopt;
   if (key == LOGDIR) {
     directory = text;
   } else if (key == LOGNAME) {
     name = text;
   } else if (key == FILTER) {
-    filter = text;
+    filter = text.value_or("");
   } else if (key == FLUSHPERIOD) {
     flushPeriod = value.type == KVS_TYPE_INT ? value.integer : 0;
   } else {
     // Also when it was enabled before: the new directory and name stand for another log.
     closeLog();
     enabled = value.type == KVS_TYPE_BOOL && value.boolean;
+    wasEnabled = wasEnabled || enabled;
     if (enabled) openLog();
   }
 }
@@ -78,7 +108,8 @@ void LoggingService::takeSettings() {
 int LoggingService::put(const telemetry::Producer& producer, const timespec& time) {
   if (context == nullptr) return -ENOENT;
   takeSettings();
-  if (!enabled) return -ENOENT;
+  // Only who never asked for a log can do without a word: -ENOENT passes in silence.
+  if (!enabled) return wasEnabled ? -ESHUTDOWN : -ENOENT;
   if (status == 0) status = write(producer, time);
   return status;
 }
@@ -88,8 +119,24 @@ bool LoggingService::admits(const std::string& section) const {
   return (";" + filter + ";").find(";" + section + ";") != std::string::npos;
 }
 
+std::string LoggingService::path() const {
+  return directory.value_or("") + "/" + name.value_or("");
+}
+
 void LoggingService::openLog() {
-  status = writer.open(directory + "/" + name, header);
+  lastWhole.reset();
+  // A part that could not be set must not be left out: the rest would be the path of another file.
+  if (!directory || !name) {
+    status = -EINVAL;
+    return;
+  }
+  if (isSettingsFile(path())) {
+    log_print("blackboxlog", LOG_ERR, "Log %s would overwrite the settings file, nothing is written",
+              path().c_str());
+    status = -EPERM;
+    return;
+  }
+  status = writer.open(path(), header);
   // The file is created when it is missing, so its directory is missing; put() returns -ENOENT for
   // disabled.
   if (status == -ENOENT) status = -ENOTDIR;
@@ -97,18 +144,37 @@ void LoggingService::openLog() {
 }
 
 int LoggingService::write(const telemetry::Producer& producer, const timespec& time) {
-  const auto [section, isNew] = sections.try_emplace(producer.section);
-  auto& [id, sample] = section->second;
+  const auto [found, isNew] = sections.try_emplace(producer.section);
+  Section& section = found->second;
   if (isNew && admits(producer.section)) {
-    const int result = writer.addSection(producer.section, producer.descriptions());
+    const std::vector<telemetry::VarDesc> variables = producer.descriptions();
+    const int result = writer.addSection(producer.section, variables);
     if (result < 0) return result;
-    id = static_cast<unsigned int>(result);
-    sample.resize(producer.sampleBytes());
+    section.id = static_cast<unsigned int>(result);
+    section.sample.resize(producer.sampleBytes());
+    section.indexOffset = offsetOfIndex(variables);
   }
-  if (sample.empty()) return 0;  // left out by the filter
-  producer.pack(sample.data());
-  const int result = writer.sample(id, time, sample.data(), sample.size());
-  return result < 0 ? result : flushWhenDue();
+  if (section.sample.empty()) return 0;  // left out by the filter
+  producer.pack(section.sample.data());
+  int result = writer.sample(section.id, time, section.sample.data(), section.sample.size());
+  unwritten.push_back({writer.sampleEnd(), section.index()});
+  if (result == 0) result = flushWhenDue();
+  noteWritten();
+  return result;
+}
+
+std::int64_t LoggingService::Section::index() const {
+  std::int32_t number = 0;
+  if (indexOffset) std::memcpy(&number, &sample[*indexOffset], sizeof number);
+  return number;
+}
+
+/// Keeps account of how far the log has come to the kernel.
+void LoggingService::noteWritten() {
+  while (!unwritten.empty() && unwritten.front().end <= writer.written()) {
+    lastWhole = unwritten.front().index;
+    unwritten.pop_front();
+  }
 }
 
 int LoggingService::flushWhenDue() {
@@ -132,10 +198,24 @@ int LoggingService::closeLog() {
   status = 0;
   sections.clear();
   const int result = writer.close();
-  if (!open || result == 0) return 0;
-  log_print("blackboxlog", LOG_ERR, "Could not write the end of %s/%s : %s", directory.c_str(),
-            name.c_str(), std::strerror(-result));
-  return result;
+  noteWritten();
+  if (open && result < 0) {
+    log_print("blackboxlog", LOG_ERR, "Could not write the end of %s : %s", path().c_str(),
+              std::strerror(-result));
+  }
+  if (!unwritten.empty()) reportWholePart();
+  unwritten.clear();
+  return open ? result : 0;
+}
+
+/// For a log that lacks samples which were put.
+void LoggingService::reportWholePart() const {
+  if (lastWhole) {
+    log_print("blackboxlog", LOG_ERR, "New log %s is whole up to index %lli", path().c_str(),
+              static_cast<long long>(*lastWhole));
+  } else {
+    log_print("blackboxlog", LOG_ERR, "New log %s holds no step", path().c_str());
+  }
 }
 
 }  // namespace blackboxlog

@@ -1,6 +1,7 @@
 #include "telemetry/blackbox_writer.hpp"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -26,16 +27,15 @@ BlackboxWriter::~BlackboxWriter() {
 
 int BlackboxWriter::open(const std::string& path, const std::map<std::string, std::string>& header) {
   if (file >= 0) return -EBUSY;
-  // Non-blocking, so that opening a pipe without a reader fails instead of waiting for one. A pipe with a
-  // reader is refused below: its writes could block a replay at any step.
-  file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, 0666);
+  // Non-blocking, so that opening a pipe without a reader fails instead of waiting for one.
+  file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0666);
   if (file < 0) return -errno;
-  struct stat opened {};
-  if (fstat(file, &opened) != 0 || S_ISFIFO(opened.st_mode)) {
+  if (const int result = takeFile(); result < 0) {
     ::close(std::exchange(file, -1));
-    return -ESPIPE;
+    return result;
   }
   status = 0;
+  handedOver = 0;
 
   // Room for the largest sample on top of what is gathered, so that none allocates.
   pending.reserve(gatheredBytes + sizeof(format::BlockHeader) + format::maxPayloadBytes);
@@ -52,6 +52,16 @@ int BlackboxWriter::open(const std::string& path, const std::map<std::string, st
   if (result == 0) return 0;
   status = result;
   return close();
+}
+
+/// Makes the opened file this log's own, and empties it: 0 or a negated errno.
+int BlackboxWriter::takeFile() {
+  struct stat opened {};
+  // Writes to a pipe with a reader could block a replay at any step.
+  if (fstat(file, &opened) != 0 || S_ISFIFO(opened.st_mode)) return -ESPIPE;
+  // Locked before it is emptied: another log that is being written there must not lose its beginning.
+  if (flock(file, LOCK_EX | LOCK_NB) != 0) return errno == EWOULDBLOCK ? -EBUSY : -errno;
+  return !S_ISREG(opened.st_mode) || ftruncate(file, 0) == 0 ? 0 : -errno;
 }
 
 int BlackboxWriter::addSection(const std::string& name, const std::vector<VarDesc>& variables) {
@@ -95,6 +105,7 @@ int BlackboxWriter::flush() {
     const ssize_t count = write(file, pending.data() + written, pending.size() - written);
     if (count >= 0) {
       written += static_cast<std::size_t>(count);
+      handedOver += static_cast<std::uint64_t>(count);
     } else if (errno != EINTR) {
       return status = -errno;
     }
@@ -144,6 +155,7 @@ int BlackboxWriter::endBlock(std::uint32_t kind, unsigned int id) {
                             format::checksum(pending.data() + payloadStart, payloadBytes), 0};
   block.headerChecksum = format::headerChecksum(block);
   std::memcpy(pending.data() + blockStart, &block, sizeof block);
+  blockEnd = handedOver + pending.size();
   return pending.size() < gatheredBytes ? 0 : flush();
 }
 

@@ -2,6 +2,7 @@
 
 #include <syslog.h>
 
+#include <cerrno>
 #include <string>
 
 #include "logfile/ErrorText.hpp"
@@ -75,8 +76,13 @@ void TlmbExport::acknowledge(int result) {
 }
 
 int TlmbExport::open(const char* path) {
-  if (settings.ctx == nullptr) return 0;
-  const std::string whole = path;
+  newLog = path;
+  if (settings.ctx == nullptr) {
+    reportNoLog("there is no settings service");
+    stepped = true;  // whatever the steps give, there is nothing more to say
+    return 0;
+  }
+  const std::string& whole = newLog;
   const std::size_t slash = whole.rfind('/');
   const bool hasDirectory = slash != std::string::npos;
   set(LOGNAME, hasDirectory ? whole.substr(slash + 1).c_str() : whole.c_str());
@@ -92,5 +98,12 @@ int TlmbExport::close() {
 int TlmbExport::step() {
   // The data manager's record begins with the sensors that the replay has just copied there.
   const auto* inputs = reinterpret_cast<const sensors_data*>(Dravon3::data_manager());
-  return ostrel_log_tlmb_put(&inputs->imu.timestamp[0]);
+  const int result = ostrel_log_tlmb_put(&inputs->imu.timestamp[0]);
+  if (result < 0 && !stepped) reportNoLog(result == -ENOENT ? "logging is off" : errorText(result));
+  stepped = true;
+  return result;
+}
+
+void TlmbExport::reportNoLog(const char* reason) const {
+  log_print(LOG_TAG, LOG_ERR, "No new log %s : %s", newLog.c_str(), reason);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "logfile/KvsHelper.hpp"
 #include "logfile/LogFile.hpp"
 
@@ -24,7 +26,7 @@ class TlmbExport : public LogFile::IExport {
   int close() override;
 
   /// Publishes the step that the library has just run, stamped with its first inertial time stamp. The
-  /// logger's result.
+  /// logger's result. When the first step is not recorded, a line says that there will be no new log.
   int step() override;
 
  private:
@@ -33,7 +35,10 @@ class TlmbExport : public LogFile::IExport {
   void set(const char* key, bool value);
   void set(const char* key, int value);
   void acknowledge(int result);
+  void reportNoLog(const char* reason) const;
 
   LogFile::Contents contents;
   KvsHelper settings;
+  std::string newLog;    ///< path of the log to be written
+  bool stepped = false;  ///< a step was published, or could not be
 };

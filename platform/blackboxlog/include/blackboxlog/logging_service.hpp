@@ -1,8 +1,11 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <ctime>
+#include <deque>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -38,18 +41,33 @@ class LoggingService {
   /// Writes the present values of the producer's variables as a sample of its section, taken at `time`.
   ///
   ///   0         written, or left out by the filter
-  ///   -ENOENT   logging is disabled
-  ///   -ENOTDIR  the log's directory does not exist
-  ///   -errno    the log can't be written, until another one is enabled
+  ///   -ENOENT     logging was never enabled
+  ///   -ESHUTDOWN  logging was enabled, and is disabled now
+  ///   -EINVAL     directory or name of the log are not set, for instance because they were too long
+  ///   -ENOTDIR    the log's directory does not exist
+  ///   -EBUSY      another log is being written to the same file
+  ///   -EPERM      the log would overwrite the file that KVS_FILE names, which is logged too
+  ///   -errno      the log can't be written, until another one is enabled
   int put(const telemetry::Producer& producer, const timespec& time);
 
-  /// Ends the log, if one is open: 0, or why its end could not be written, which is logged too.
+  /// Ends the log, if one is open: 0, or why its end could not be written, which is logged too. When
+  /// samples were lost, the last line says up to which index the log is whole.
   int close();
 
  private:
   struct Section {
+    /// The step index of the sample, as it stands in the log; 0 without a variable "index".
+    std::int64_t index() const;
+
     unsigned int id = 0;
-    std::vector<unsigned char> sample;  ///< room for one; none in a section that the filter leaves out
+    std::vector<unsigned char> sample;       ///< room for one; none in a section that the filter leaves out
+    std::optional<std::size_t> indexOffset;  ///< of the variable "index" in a sample
+  };
+
+  /// A sample that the kernel may not have yet.
+  struct Unwritten {
+    std::uint64_t end;  ///< where it ends in the log
+    std::int64_t index;
   };
 
   static void settingChanged(kvs_ctx* context, kvs_evt event, const kvs_entry* before,
@@ -57,22 +75,28 @@ class LoggingService {
   void follow(const std::string& key, const kvs_value& value);
   void takeSettings();
   bool admits(const std::string& section) const;
+  std::string path() const;
   void openLog();
   int closeLog();
   int write(const telemetry::Producer& producer, const timespec& time);
   int flushWhenDue();
+  void noteWritten();
+  void reportWholePart() const;
 
   std::map<std::string, std::string> header;
   evl_loop* loop = nullptr;
   kvs_ctx* context = nullptr;
   bool enabled = false;
+  bool wasEnabled = false;
   int flushPeriod = 0;
-  std::string directory;
-  std::string name;
+  std::optional<std::string> directory;  ///< as set; unset until then
+  std::optional<std::string> name;
   std::string filter;
   telemetry::BlackboxWriter writer;
   int status = 0;                           ///< why the enabled log can't be written
   std::map<std::string, Section> sections;  ///< by name: those put since the log was opened
+  std::deque<Unwritten> unwritten;          ///< at most as many as the writer gathers
+  std::optional<std::int64_t> lastWhole;    ///< index of the last sample that the kernel has
   timespec lastFlush{};
 };
 

@@ -29,8 +29,10 @@ class BlackboxWriter {
   ~BlackboxWriter();
 
   /// Creates the log, or empties the file that is there (mode 0666 less the umask), and writes its header
-  /// values through to the kernel. -EBUSY while a log is open; after any other error none is. -EMSGSIZE
-  /// when the values need more than 1 MiB.
+  /// values through to the kernel. The file stays locked (flock) until the log is closed. -EBUSY, and the
+  /// file is left alone, while a log is open or while a process has locked the file, in particular to write
+  /// another log there. -EMSGSIZE when the values need more than 1 MiB. After an error no log is open but
+  /// one that was before.
   int open(const std::string& path, const std::map<std::string, std::string>& header);
 
   /// Begins a section of these variables, in this order in every sample. The result is its id. -EINVAL for
@@ -45,10 +47,17 @@ class BlackboxWriter {
   /// Hands all that is gathered to the kernel, which puts it on the disk in its own time.
   int flush();
 
+  /// Bytes of the log that were handed to the kernel; after close() of the whole log or of what there is.
+  std::uint64_t written() const { return handedOver; }
+
+  /// Where in the log the sample added last ends. The log holds it when written() has come that far.
+  std::uint64_t sampleEnd() const { return blockEnd; }
+
   /// Ends the log and closes the file. The result tells whether all of the log was handed over.
   int close();
 
  private:
+  int takeFile();
   void beginBlock();
   void put(const void* bytes, std::size_t size);
   void putNumber(std::uint32_t number) { put(&number, sizeof number); }
@@ -60,6 +69,8 @@ class BlackboxWriter {
   std::vector<std::size_t> sampleBytes;  ///< of each section, by its id
   std::vector<unsigned char> pending;    ///< gathered, not yet handed to the kernel
   std::size_t blockStart = 0;            ///< in `pending`, of the block begun last
+  std::uint64_t handedOver = 0;
+  std::uint64_t blockEnd = 0;
 };
 
 }  // namespace telemetry
