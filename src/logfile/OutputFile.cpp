@@ -1,17 +1,47 @@
 #include "logfile/OutputFile.hpp"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <initializer_list>
 #include <utility>
 
 namespace {
 
 constexpr std::size_t BUFFER_BYTES = 0x40000;
+constexpr int MOST_LINKS = 40;  // as the kernel has it
 
-int openForWriting(const char* path, int furtherFlags) {
-  return ::open(path, O_WRONLY | O_CREAT | O_CLOEXEC | furtherFlags, 0666);
+volatile std::sig_atomic_t interruptedBy = 0;
+
+void interrupt(int signalNumber) {
+  interruptedBy = signalNumber;
+}
+
+void catchInterruptions() {
+  for (const int signalNumber : {SIGHUP, SIGINT, SIGTERM}) {
+    if (std::signal(signalNumber, interrupt) == SIG_IGN) std::signal(signalNumber, SIG_IGN);
+  }
+}
+
+/// The file that a path leads to, which need not exist: a rename would replace a link, and not that file.
+std::string behindLinks(std::filesystem::path path) {
+  std::error_code failure;
+  for (int links = 0; links < MOST_LINKS && std::filesystem::is_symlink(path, failure); ++links) {
+    path = path.parent_path() / std::filesystem::read_symlink(path, failure);
+  }
+  return path.string();
+}
+
+/// The mode of a new file, as the process's umask has it.
+mode_t newFileMode() {
+  const mode_t mask = umask(0);
+  umask(mask);
+  return 0666 & ~mask;
 }
 
 }  // namespace
@@ -19,15 +49,13 @@ int openForWriting(const char* path, int furtherFlags) {
 OutputFile::OutputFile(std::string filePath) : path(std::move(filePath)), buffer(BUFFER_BYTES) {}
 
 OutputFile::~OutputFile() {
-  if (created) static_cast<void>(unlink(path.c_str()));
+  if (!temporary.empty()) static_cast<void>(unlink(temporary.c_str()));
 }
 
 int OutputFile::open() {
-  // Exclusive creation tells for certain whether the file is this run's own.
-  int descriptor = openForWriting(path.c_str(), O_EXCL);
-  created = descriptor >= 0;
-  if (!created && errno == EEXIST) descriptor = openForWriting(path.c_str(), O_TRUNC);
-  if (descriptor < 0) return -errno;
+  catchInterruptions();
+  const int descriptor = openTarget();
+  if (descriptor < 0) return descriptor;
   stream.reset(fdopen(descriptor, "wb"));
   if (!stream) {
     const int error = errno;
@@ -38,10 +66,44 @@ int OutputFile::open() {
   return 0;
 }
 
+/// Opens what is to be written: a new file beside the target, or the target itself when it can't be
+/// replaced. The descriptor or a negated errno.
+int OutputFile::openTarget() {
+  target = behindLinks(path);
+
+  struct stat old = {};
+  const bool exists = stat(target.c_str(), &old) == 0;
+  if (exists && S_ISDIR(old.st_mode)) return -EISDIR;
+  if (exists && !S_ISREG(old.st_mode)) {
+    const int descriptor = ::open(target.c_str(), O_WRONLY | O_CLOEXEC);
+    return descriptor >= 0 ? descriptor : -errno;
+  }
+  if (exists && access(target.c_str(), W_OK) != 0) return -errno;
+
+  std::string name = target + ".XXXXXX";
+  const int descriptor = mkostemp(name.data(), O_CLOEXEC);
+  if (descriptor < 0) return -errno;
+  temporary = std::move(name);
+  static_cast<void>(fchmod(descriptor, exists ? old.st_mode & 07777 : newFileMode()));
+  return descriptor;
+}
+
 int OutputFile::write(const void* bytes, std::size_t count) {
+  if (interruptedBy != 0) return -EINTR;
   return std::fwrite(bytes, 1, count, stream.get()) == count ? 0 : -errno;
 }
 
 int OutputFile::close() {
   return std::fclose(stream.release()) == 0 ? 0 : -errno;
+}
+
+int OutputFile::keep() {
+  if (temporary.empty()) return 0;
+  if (rename(temporary.c_str(), target.c_str()) != 0) return -errno;
+  temporary.clear();
+  return 0;
+}
+
+int OutputFile::interruption() {
+  return interruptedBy;
 }

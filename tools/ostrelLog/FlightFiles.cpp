@@ -117,9 +117,8 @@ class FlightFiles {
   std::optional<Fault> keep() {
     if (auto fault = faultOf(samplesFile, samplesFile.close())) return fault;
     if (auto fault = faultOf(callsFile, callsFile.close())) return fault;
-    samplesFile.keep();
-    callsFile.keep();
-    return std::nullopt;
+    if (auto fault = faultOf(samplesFile, samplesFile.keep())) return fault;
+    return faultOf(callsFile, callsFile.keep());
   }
 
   const FlightOptions& options;

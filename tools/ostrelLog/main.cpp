@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <map>
@@ -6,7 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "logfile/OutputFile.hpp"
 #include "ostrelLog/Verb.hpp"
+#include "ostrelLog/Version.hpp"
 #include "ostrelLog/verbs/Diff.hpp"
 #include "ostrelLog/verbs/Info.hpp"
 #include "ostrelLog/verbs/Make.hpp"
@@ -30,6 +33,7 @@ ExitStatus run(int argc, char** argv, ExitStatus& failure) {
   // The program's help shows the options of all verbs at once; each verb takes over the flag for its own.
   program.set_help_flag();
   program.set_help_all_flag("-h,--help", "Print this help and exit");
+  program.set_version_flag("--version", std::string("ostrelLog ") + VERSION, "Print the version and exit");
   program.footer(
       "Every verb exits with status 2 after wrong usage; its other exit statuses are named above.");
   program.failure_message([](const CLI::App*, const CLI::Error& error) {
@@ -42,7 +46,7 @@ ExitStatus run(int argc, char** argv, ExitStatus& failure) {
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    // A request for help ends the parsing too, as an error with the status 0.
+    // A request for help or the version ends the parsing too, as an error with the status 0.
     return program.exit(error) == 0 ? ExitStatus::HELP : ExitStatus::USAGE;
   }
   const Verb& verb = *verbOf.at(program.get_subcommands().front());
@@ -60,6 +64,11 @@ int main(int argc, char** argv) {
     status = logtool::run(argc, argv, status);
   } catch (const std::exception& error) {  // such as the lack of memory
     static_cast<void>(std::fprintf(stderr, "ostrelLog: %s\n", error.what()));
+  }
+  if (const int signalNumber = OutputFile::interruption(); signalNumber != 0) {
+    // Whoever started the program, a shell above all, sees that the signal has ended it.
+    std::signal(signalNumber, SIG_DFL);
+    std::raise(signalNumber);
   }
   return static_cast<int>(status);
 }
