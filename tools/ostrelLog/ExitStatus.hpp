@@ -6,7 +6,7 @@ namespace logtool {
 /// so one number appears several times.
 enum class ExitStatus {
   // every verb
-  HELP = 0,   ///< the help text was asked for and written
+  HELP = 0,   ///< the help text or the version was asked for and written
   USAGE = 2,  ///< wrong usage: an unknown option, a value out of range
 
   // make

@@ -16,6 +16,10 @@ bool finishOutput() {
   return false;
 }
 
+std::string counted(std::uint64_t count, const std::string& noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
 std::string printable(std::string text) {
   const auto isControl = [](char c) {
     const auto byte = static_cast<unsigned char>(c);

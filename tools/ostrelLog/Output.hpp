@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace logtool {
@@ -16,6 +17,9 @@ void report(const Fault& fault);
 
 /// Flushes standard output. Returns false, after a report, when not everything could be written.
 bool finishOutput();
+
+/// The number with the noun, in the singular or the plural: "1 step", "2 steps".
+std::string counted(std::uint64_t count, const std::string& noun);
 
 /// Returns the text with every control character replaced by '?'. Names and paths in a log come from
 /// outside; printed as they are, they could steer the terminal.

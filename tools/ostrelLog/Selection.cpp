@@ -7,22 +7,37 @@
 
 namespace logtool {
 
+namespace {
+
+/// Puts a backslash before each index in brackets, which would otherwise be a set of digits.
+std::string withLiteralIndices(const std::string& pattern) {
+  std::string result;
+  for (std::size_t i = 0; i < pattern.size(); ++i) {
+    const std::size_t behind = pattern.find_first_not_of("0123456789", i + 1);
+    const bool isIndex =
+        pattern[i] == '[' && behind != std::string::npos && behind > i + 1 && pattern[behind] == ']';
+    if (isIndex) result += '\\';
+    result += pattern[i];
+    // A backslash that the user wrote goes with the character behind it.
+    if (pattern[i] == '\\' && i + 1 < pattern.size()) result += pattern[++i];
+  }
+  return result;
+}
+
+}  // namespace
+
 void Selection::addTo(CLI::App& command) {
   command
       .add_option("--only", only,
                   "Take only what this shell pattern names, such as 'inputs.*'; may be repeated.\n"
-                  "Calls are named API and API.ARGUMENT")
+                  "Calls are named API and API.ARGUMENT, elements of an array NAME[INDEX]")
       ->type_name("PATTERN")
       ->allow_extra_args(false);
-  command
-      .add_option("--section", section,
-                  "Section of a blackbox log; otherwise the first one that has samples")
-      ->type_name("NAME");
 }
 
 bool Selection::has(const std::string& name) const {
   return only.empty() || std::any_of(only.begin(), only.end(), [&name](const std::string& pattern) {
-           return pattern == name || fnmatch(pattern.c_str(), name.c_str(), 0) == 0;
+           return pattern == name || fnmatch(withLiteralIndices(pattern).c_str(), name.c_str(), 0) == 0;
          });
 }
 

@@ -11,14 +11,14 @@ class App;
 
 namespace logtool {
 
-/// What a verb takes of a log: the part of it that the options `--only` and `--section` name. Without them
-/// that is everything.
+/// What a verb takes of a log: the variables or calls that the option `--only` names. Without it that is
+/// everything.
 struct Selection {
-  /// Declares the two options, which parsing stores in this object.
+  /// Declares the option, which parsing stores in this object.
   void addTo(CLI::App& command);
 
-  /// Whether a name matches one of the patterns. A pattern also matches literally, so `a[0]` selects
-  /// `a[0]`.
+  /// Whether a name matches one of the patterns. Brackets around nothing but digits are an index and stand
+  /// for themselves, so that `acc[0].*` selects `acc[0].x`. A pattern also matches literally.
   bool has(const std::string& name) const;
 
   /// Whether an argument of a call is selected: by its own name API.ARGUMENT, or by the name of its API.
@@ -28,7 +28,6 @@ struct Selection {
   bool has(const RecordLayout& api) const;
 
   std::vector<std::string> only;  ///< shell patterns of names; empty selects every name
-  std::string section;            ///< of blackbox logs; empty for the first one that has samples
 };
 
 }  // namespace logtool

@@ -41,7 +41,7 @@ class ContinuousSource final : public LogSource {
       if (bytes->readError() < 0) {
         ended(LogEnd::UNREADABLE, start, errorText(bytes->readError()));
       } else if (bytes->position() > start || !bytes->hasData()) {
-        ended(LogEnd::CUT, start);
+        ended(LogEnd::CUT, start, {}, bytes->position() - start);
       }
       return false;
     }

@@ -13,6 +13,7 @@ bool LogSource::next(Record& record) {
   return !finished;
 }
 
-void LogSource::ended(LogEnd::State state, std::optional<std::uint64_t> byte, const std::string& reason) {
-  logEnd = {state, byte, reason};
+void LogSource::ended(LogEnd::State state, std::optional<std::uint64_t> byte, const std::string& reason,
+                      std::uint64_t remainder) {
+  logEnd = {state, byte, reason, remainder};
 }

@@ -39,6 +39,7 @@ struct LogEnd {
   State state = WHOLE;
   std::optional<std::uint64_t> byte;  ///< everything before this offset is good; unset where it isn't known
   std::string reason;                 ///< of damage and of a failure to read
+  std::uint64_t remainder = 0;        ///< bytes of a cut record of a continuous log, from `byte` on
 
   /// "whole", or what is wrong and where.
   std::string text() const;
@@ -74,7 +75,8 @@ class LogSource {
   /// Reads the next record into `record`; false at the end, after ended() where the log is not whole.
   virtual bool read(Record& record) = 0;
 
-  void ended(LogEnd::State state, std::optional<std::uint64_t> byte, const std::string& reason = {});
+  void ended(LogEnd::State state, std::optional<std::uint64_t> byte, const std::string& reason = {},
+             std::uint64_t remainder = 0);
 
   std::vector<std::unique_ptr<const RecordLayout>> known;
   std::map<std::string, std::uint64_t> oddities;

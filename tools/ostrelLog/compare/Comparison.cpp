@@ -1,199 +1,116 @@
 #include "ostrelLog/compare/Comparison.hpp"
 
 #include <algorithm>
-#include <cmath>
-#include <cstring>
-#include <limits>
-#include <map>
+#include <memory>
 #include <utility>
 
-#include "ostrelLog/LogCursor.hpp"
-#include "ostrelLog/compare/DiffPlan.hpp"
+#include "logfile/scan/OpenLog.hpp"
+#include "ostrelLog/compare/SectionComparison.hpp"
+#include "ostrelLog/compare/SectionPairs.hpp"
 
 namespace logtool {
 
 namespace {
 
-/// Bounds the memory for logs that change their sections all the time.
-constexpr std::size_t MAX_PLANS = 256;
+using Sources = LogPair<std::unique_ptr<LogSource>>;
 
-constexpr long double NO_DISTANCE = std::numeric_limits<long double>::quiet_NaN();
+/// Opens both logs; a fault when one of them can't be opened.
+std::optional<Fault> open(const LogPair<std::string>& files, Sources& sources) {
+  for (const Side side : SIDES) {
+    std::string reason;
+    sources[side] = openLog(files[side], reason);
+    if (!sources[side]) return Fault{files[side], reason};
+  }
+  return std::nullopt;
+}
 
-class Comparison {
+/// Whether the selection takes nothing of what was compared.
+bool isEmpty(const SectionDiff& part, bool ofCalls) {
+  if (ofCalls) return part.logs.a.records + part.logs.b.records == 0;
+  return part.sharedVariables.empty() && part.logs.a.variablesAlone.empty() &&
+         part.logs.b.variablesAlone.empty();
+}
+
+/// The comparison of two logs while it is made.
+class LogComparison {
  public:
-  Comparison(const LogPair<LogSource*>& sources, const CompareOptions& compareOptions)
-      : options(compareOptions),
-        logs{LogCursor(*sources.a, options.selection, options.byRecord),
-             LogCursor(*sources.b, options.selection, options.byRecord)} {
-    result.ofCalls = sources.a->kind == LogKind::EVENTS;
+  LogComparison(const LogPair<std::string>& files, const CompareOptions& compareOptions)
+      : options(compareOptions) {
+    result.files = files;
   }
 
   DiffResult compare() {
-    while (logs.a.present || logs.b.present) {
-      if (comesFirst(logs.a, logs.b)) {
-        passAlone(Side::A);
-      } else if (comesFirst(logs.b, logs.a)) {
-        passAlone(Side::B);
-      } else {
-        comparePair();
-        logs.a.next();
-        logs.b.next();
-      }
-    }
-    compareLayoutsWithoutRecords();
-    for (const Side side : SIDES) {
-      const LogCursor& log = logs[side];
-      ComparedLog& compared = result.logs[side];
-      compared.file = log.source.file;
-      compared.end = log.source.end();
-      compared.records = log.count;
-    }
-    result.fault = missingSubject();
+    result.fault = compareAll();
     return std::move(result);
   }
 
  private:
-  /// Whether the present record of `log` has no counterpart, since the other log is at its end or beyond.
-  static bool comesFirst(const LogCursor& log, const LogCursor& other) {
-    return log.present && (!other.present || log.record.index < other.record.index);
-  }
-
-  void passAlone(Side side) {
-    LogCursor& log = logs[side];
-    const std::int64_t index = log.record.index;
-    ComparedLog& compared = result.logs[side];
-    if (compared.recordsAlone++ == 0) compared.firstAlone = index;
-    if (!result.first) result.first = {index, log.record.layout->name, side, {}};
-    log.next();
-  }
-
-  void comparePair() {
-    const RecordLayout& layoutA = *logs.a.record.layout;
-    const RecordLayout& layoutB = *logs.b.record.layout;
-    ++result.pairs;
-    if (result.ofCalls && layoutA.name != layoutB.name) {
-      count("call", NO_DISTANCE);
-      if (!result.first) setFirst("call", {layoutA.name, layoutB.name});
-      return;
+  /// The fault that keeps the logs from being compared; none when they have been.
+  std::optional<Fault> compareAll() {
+    if (auto fault = open(result.files, sources)) return fault;
+    result.ofCalls = sources.a->kind == LogKind::EVENTS;
+    if (result.ofCalls != (sources.b->kind == LogKind::EVENTS)) {
+      return Fault{result.files.b, "can't be compared: only one of the two is an event log"};
     }
-    for (const SharedVariable& variable : planFor(layoutA, layoutB).shared) compareVariable(variable);
-  }
-
-  void compareVariable(const SharedVariable& variable) {
-    const auto& [a, b] = variable.places;
-    const unsigned char* valuesA = logs.a.record.values;
-    const unsigned char* valuesB = logs.b.record.values;
-    // Most values are the same to the bit, and then need no conversion.
-    if (a.read == b.read &&
-        std::memcmp(valuesA + a.offset, valuesB + b.offset, variable.elements * a.stride) == 0) {
-      return;
+    SectionPairs sections = choose();
+    if (sections.fault) return sections.fault;
+    result.sectionsAlone = std::move(sections.alone);
+    for (const SectionNames& names : sections.pairs) {
+      if (auto fault = open(result.files, sources)) return fault;
+      result.parts.push_back(compareSections({sources.a.get(), sources.b.get()}, names, options));
+      for (const Side side : SIDES) {
+        result.ends[side] = sources[side]->end();
+        result.unusual[side] = sources[side]->unusual();
+      }
+      if (auto fault = missingSection(names)) return fault;
     }
-    std::optional<std::size_t> firstElement;
-    long double largest = 0;
-    for (std::size_t i = 0; i < variable.elements; ++i) {
-      const long double valueA = a.value(valuesA, i);
-      const long double valueB = b.value(valuesB, i);
-      if (equal(valueA, valueB)) continue;
-      if (!firstElement) firstElement = i;
-      const long double distance = std::fabs(valueA - valueB);
-      largest = std::isnan(distance) ? HUGE_VALL : std::max(largest, distance);
+    const bool nothing =
+        result.sectionsAlone.a.empty() && result.sectionsAlone.b.empty() &&
+        std::all_of(result.parts.begin(), result.parts.end(),
+                    [this](const SectionDiff& part) { return isEmpty(part, result.ofCalls); });
+    if (nothing && !options.selection.only.empty()) {
+      return Fault{"--only", "names nothing that the logs hold"};
     }
-    if (!firstElement) return;
-    count(variable.name, largest);
-    if (!result.first) setFirst(variable, *firstElement);
+    return std::nullopt;
   }
 
-  void setFirst(const SharedVariable& variable, std::size_t element) {
-    const auto text = [element](const Place& place, const LogCursor& log) {
-      return place.shown->print(place.value(log.record.values, element));
-    };
-    const std::string suffix = variable.elements == 1 ? "" : "[" + std::to_string(element) + "]";
-    setFirst(variable.name + suffix, {text(variable.places.a, logs.a), text(variable.places.b, logs.b)});
-  }
-
-  void setFirst(const std::string& what, const LogPair<std::string>& values) {
-    result.first = {logs.a.record.index, what, std::nullopt, values};
-  }
-
-  bool equal(long double a, long double b) const {
-    if (std::isnan(a) || std::isnan(b)) return std::isnan(a) && std::isnan(b);
-    if (a == b) return options.tolerance.has_value() || std::signbit(a) == std::signbit(b);
-    return options.tolerance.has_value() && std::fabs(a - b) <= *options.tolerance;
-  }
-
-  void count(const std::string& name, long double distance) {
-    VariableDifference& difference = result.differences[name];
-    if (difference.records++ == 0) difference.firstIndex = logs.a.record.index;
-    difference.largest = std::fmax(difference.largest, distance);
-  }
-
-  /// Without a pair of records, it still counts which variables only one of the logs has.
-  void compareLayoutsWithoutRecords() {
-    if (!plans.empty() || result.ofCalls) return;
-    const RecordLayout* layoutA = logs.a.layout();
-    const RecordLayout* layoutB = logs.b.layout();
-    if (layoutA != nullptr && layoutB != nullptr) planFor(*layoutA, *layoutB);
-  }
-
-  /// A plan belongs to two layouts, since a section of a blackbox log may change in the middle.
-  const DiffPlan& planFor(const RecordLayout& layoutA, const RecordLayout& layoutB) {
-    const std::pair<const RecordLayout*, const RecordLayout*> key(&layoutA, &layoutB);
-    const auto found = plans.find(key);
-    if (found != plans.end()) return found->second;
-    if (plans.size() == MAX_PLANS) plans.clear();
-    DiffPlan& plan = plans[key];
-    plan = makeDiffPlan({logs.a.source.kind, logs.b.source.kind}, {&layoutA, &layoutB}, options.selection);
-    for (const SharedVariable& variable : plan.shared) result.sharedVariables.insert(variable.name);
+  SectionPairs choose() {
+    if (!options.sections.a) {
+      SectionPairs sections = pairSections({sources.a.get(), sources.b.get()}, options.selection);
+      for (const Side side : SIDES) {
+        if (sources[side]->kind == LogKind::BLACKBOX) result.ends[side] = sources[side]->end();
+      }
+      return sections;
+    }
+    SectionNames names = options.sections;
     for (const Side side : SIDES) {
-      result.logs[side].variablesAlone.insert(plan.alone[side].begin(), plan.alone[side].end());
+      if (sources[side]->kind != LogKind::BLACKBOX) names[side] = std::nullopt;
     }
-    return plan;
+    return {{names}, {}, std::nullopt};
   }
 
-  /// Why the options leave nothing to compare; none if they leave something.
-  std::optional<Fault> missingSubject() const {
-    const Selection& selection = options.selection;
+  /// The fault of a section that its log, which has been read, does not have.
+  std::optional<Fault> missingSection(const SectionNames& names) const {
     for (const Side side : SIDES) {
-      const LogCursor& log = logs[side];
-      const bool named = log.source.kind == LogKind::BLACKBOX && !selection.section.empty();
-      if (named && log.layout() == nullptr) {
-        return Fault{log.source.file, "has no section " + selection.section};
+      const auto& name = names[side];
+      const auto& layouts = sources[side]->layouts();
+      if (name && std::none_of(layouts.begin(), layouts.end(),
+                               [&name](const auto& layout) { return layout->name == name; })) {
+        return Fault{result.files[side], "has no section " + *name};
       }
     }
-    const bool nothing = result.ofCalls
-                             ? logs.a.count + logs.b.count == 0
-                             : result.sharedVariables.empty() && result.logs.a.variablesAlone.empty() &&
-                                   result.logs.b.variablesAlone.empty();
-    if (nothing && !selection.only.empty()) return Fault{"--only", "names nothing that the logs hold"};
     return std::nullopt;
   }
 
   const CompareOptions& options;
-  LogPair<LogCursor> logs;
-  std::map<std::pair<const RecordLayout*, const RecordLayout*>, DiffPlan> plans;
+  Sources sources;
   DiffResult result;
 };
 
 }  // namespace
 
-bool DiffResult::same() const {
-  const auto hasAlone = [](const ComparedLog& log) {
-    return log.recordsAlone > 0 || !log.variablesAlone.empty();
-  };
-  return differences.empty() && !hasAlone(logs.a) && !hasAlone(logs.b);
-}
-
-bool DiffResult::whole() const {
-  return logs.a.end.state == LogEnd::WHOLE && logs.b.end.state == LogEnd::WHOLE;
-}
-
-DiffResult compare(const LogPair<LogSource*>& sources, const CompareOptions& options) {
-  if ((sources.a->kind == LogKind::EVENTS) != (sources.b->kind == LogKind::EVENTS)) {
-    DiffResult nothing;
-    nothing.fault = {sources.b->file, "can't be compared: only one of the two is an event log"};
-    return nothing;
-  }
-  return Comparison(sources, options).compare();
+DiffResult compare(const LogPair<std::string>& files, const CompareOptions& options) {
+  return LogComparison(files, options).compare();
 }
 
 }  // namespace logtool

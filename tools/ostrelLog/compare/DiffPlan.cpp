@@ -19,6 +19,13 @@ struct Field {
 
   Place place() const { return {offset, type->bytes, type->read, type}; }
 
+  Field element(std::size_t number) const {
+    Field field = *this;
+    field.elements = 1;
+    field.offset += number * type->bytes;
+    return field;
+  }
+
   std::size_t elements;
   std::size_t offset;
   const ElementType* type;
@@ -26,15 +33,26 @@ struct Field {
 
 using Fields = std::map<std::string, Field>;
 
+void addElements(Fields& fields, const std::string& name, const Field& field, const Selection& selection) {
+  if (field.elements == 1) return;
+  for (std::size_t i = 0; i < field.elements; ++i) {
+    const std::string element = elementName(name, i);
+    if (selection.has(element)) fields.insert_or_assign(element, field.element(i));
+  }
+}
+
 /// The selected fields by name. Of columns with the same name, the last one counts, as in a replay.
 Fields fieldsOf(LogKind kind, const RecordLayout& layout, const Selection& selection) {
   Fields fields;
   std::size_t offset = 0;
   for (const telemetry::VarDesc& variable : layout.variables) {
     const bool argument = kind == LogKind::EVENTS;
-    if (argument ? selection.has(layout, variable) : selection.has(variable.name)) {
-      const std::string name = argument ? layout.name + "." + variable.name : variable.name;
-      fields.insert_or_assign(name, Field(variable, offset));
+    const std::string name = argument ? layout.name + "." + variable.name : variable.name;
+    const Field field(variable, offset);
+    if (argument ? selection.has(layout, variable) : selection.has(name)) {
+      fields.insert_or_assign(name, field);
+    } else {
+      addElements(fields, name, field, selection);
     }
     offset += variable.elementBytes * variable.count;
   }
@@ -54,6 +72,14 @@ SharedVariable share(const std::string& name, const LogPair<LogKind>& kinds, con
 }
 
 }  // namespace
+
+std::string elementName(const std::string& variable, std::size_t element) {
+  return variable + "[" + std::to_string(element) + "]";
+}
+
+bool selectsFrom(LogKind kind, const RecordLayout& layout, const Selection& selection) {
+  return !fieldsOf(kind, layout, selection).empty();
+}
 
 DiffPlan makeDiffPlan(const LogPair<LogKind>& kinds, const LogPair<const RecordLayout*>& layouts,
                       const Selection& selection) {

@@ -36,8 +36,15 @@ struct DiffPlan {
   LogPair<std::vector<std::string>> alone;  ///< names that only one of the layouts has
 };
 
+/// The name of one element of an array, as users see it and as `--only` takes it.
+std::string elementName(const std::string& variable, std::size_t element);
+
+/// Whether the selection takes anything of the records of this layout, in a log of this kind.
+bool selectsFrom(LogKind kind, const RecordLayout& layout, const Selection& selection);
+
 /// Pairs the selected variables that have the same name and the same number of elements in both layouts;
-/// each layout belongs to a log of the given kind. The arguments of calls are named API.ARGUMENT.
+/// each layout belongs to a log of the given kind. The arguments of calls are named API.ARGUMENT. Of a
+/// variable that is not selected itself, each selected element counts as a variable NAME[INDEX] of its own.
 ///
 /// When exactly one of the logs is a blackbox log, the doubles of the other one are read as a replay stores
 /// them in a variable of the blackbox log's type. Elements of an unknown type are compared byte by byte.

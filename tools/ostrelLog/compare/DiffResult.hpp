@@ -6,6 +6,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "logfile/scan/LogSource.hpp"
 #include "ostrelLog/Output.hpp"
@@ -13,11 +14,10 @@
 
 namespace logtool {
 
-/// One of the compared logs, and what the other one does not have of it.
-struct ComparedLog {
-  std::string file;
-  LogEnd end;
+/// What one of the logs has of two compared sections, and what the other log does not have of it.
+struct ComparedRecords {
   std::uint64_t records = 0;       ///< selected ones
+  bool gaps = false;               ///< their index leaves steps out
   std::uint64_t recordsAlone = 0;  ///< records that only this log has
   std::int64_t firstAlone = 0;     ///< index of the first of them
   std::set<std::string> variablesAlone;
@@ -41,20 +41,49 @@ struct VariableDifference {
   std::int64_t firstIndex = 0;
 };
 
-/// What the comparison of two logs has found.
-struct DiffResult {
+/// The names of two sections that are compared; without a value for a legacy log, which has no sections.
+using SectionNames = LogPair<std::optional<std::string>>;
+
+/// What the comparison of two sections has found, or that of two logs without sections.
+struct SectionDiff {
   bool same() const;
 
-  /// Whether both logs could be read to a proper end.
-  bool whole() const;
+  /// The log whose index has gaps, where this keeps at least half of the steps of both logs apart.
+  std::optional<Side> keptApartByGapsOf() const;
 
-  bool ofCalls = false;  ///< of two event logs, whose records are calls
-  LogPair<ComparedLog> logs;
+  SectionNames sections;
+  LogPair<ComparedRecords> logs;
   std::uint64_t pairs = 0;  ///< records that both logs have
   std::set<std::string> sharedVariables;
   std::optional<FirstDifference> first;
   std::map<std::string, VariableDifference> differences;  ///< by the variable's name
-  std::optional<Fault> fault;  ///< why the logs have nothing that could be compared
+};
+
+/// What the comparison of two logs has found.
+struct DiffResult {
+  bool same() const;
+
+  /// Whether both logs could be read to a proper end, and compared in full.
+  bool whole() const;
+
+  /// Why there is no comparison; none when values, or calls, were compared.
+  std::optional<Fault> trouble() const;
+
+  enum Answer { SAME, DIFFERENT, TROUBLE };
+  Answer answer() const;
+
+  bool ofCalls = false;  ///< of two event logs, whose records are calls
+  LogPair<std::string> files;
+  LogPair<std::optional<LogEnd>> ends;  ///< unset for a log that was not read to its end
+  LogPair<std::map<std::string, std::uint64_t>>
+      unusual;  ///< calls that can't be compared (LogSource::unusual)
+  std::vector<SectionDiff> parts;
+  LogPair<std::vector<std::string>> sectionsAlone;  ///< that only one log has
+  std::optional<Fault> fault;                       ///< why the logs could not be compared
+
+ private:
+  /// What the logs do not have in common, so that nothing was compared; null when something was.
+  const char* missingInCommon() const;
 };
 
 }  // namespace logtool

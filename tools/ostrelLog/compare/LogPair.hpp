@@ -14,6 +14,10 @@ constexpr const char* nameOf(Side side) {
   return side == Side::A ? "A" : "B";
 }
 
+constexpr Side otherThan(Side side) {
+  return side == Side::A ? Side::B : Side::A;
+}
+
 /// The same thing for each of the two logs of a comparison.
 template <class T>
 struct LogPair {

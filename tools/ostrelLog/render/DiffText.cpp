@@ -5,6 +5,7 @@
 #include <cmath>
 #include <iomanip>
 #include <ostream>
+#include <utility>
 
 namespace logtool {
 
@@ -12,16 +13,26 @@ namespace {
 
 constexpr std::size_t NAMES_LISTED = 8;
 
-const char* recordsNoun(const DiffResult& result) {
-  return result.ofCalls ? "calls" : "steps";
+/// The singular of what the logs hold.
+const char* recordNoun(const DiffResult& result) {
+  return result.ofCalls ? "call" : "step";
 }
 
-const char* variablesNoun(const DiffResult& result) {
-  return result.ofCalls ? "arguments" : "variables";
+const char* variableNoun(const DiffResult& result) {
+  return result.ofCalls ? "argument" : "variable";
 }
 
-std::string firstText(const DiffResult& result) {
-  const FirstDifference& first = *result.first;
+/// The compared sections as a label and their names; both empty for logs without sections.
+std::pair<const char*, std::string> sectionsText(const SectionNames& sections) {
+  const auto& [a, b] = sections;
+  if (a && b && *a != *b) return {"sections", printable(*a) + " in A, " + printable(*b) + " in B"};
+  if (a && b) return {"section", printable(*a)};
+  if (a) return {"section", printable(*a) + " in A"};
+  if (b) return {"section", printable(*b) + " in B"};
+  return {};
+}
+
+std::string firstText(const DiffResult& result, const FirstDifference& first) {
   const std::string index = "index " + std::to_string(first.index) + ", ";
   if (first.onlyIn) {
     return index + "a " + (result.ofCalls ? "call of " + first.what : "step") + " only in " +
@@ -30,17 +41,18 @@ std::string firstText(const DiffResult& result) {
   return index + first.what + ": " + first.values.a + " in A, " + first.values.b + " in B";
 }
 
-void writeRecordsAlone(std::ostream& out, const DiffResult& result, Side side) {
-  const ComparedLog& log = result.logs[side];
+void writeRecordsAlone(std::ostream& out, const DiffResult& result, const SectionDiff& part, Side side) {
+  const ComparedRecords& log = part.logs[side];
   if (log.recordsAlone == 0) return;
-  out << "  " << recordsNoun(result) << " only in " << nameOf(side) << ": " << log.recordsAlone
+  out << "  " << recordNoun(result) << "s only in " << nameOf(side) << ": " << log.recordsAlone
       << ", from index " << log.firstAlone << "\n";
 }
 
-void writeVariablesAlone(std::ostream& out, const DiffResult& result, Side side) {
-  const std::set<std::string>& names = result.logs[side].variablesAlone;
+/// Names the first ones of what only one log has, such as its variables.
+template <class Names>
+void writeNamesAlone(std::ostream& out, const char* noun, const Names& names, Side side) {
   if (names.empty()) return;
-  out << "  " << variablesNoun(result) << " only in " << nameOf(side) << ": " << names.size();
+  out << "  " << noun << "s only in " << nameOf(side) << ": " << names.size();
   std::size_t listed = 0;
   for (const std::string& name : names) {
     out << (listed == 0 ? " (" : ", ");
@@ -63,36 +75,79 @@ std::string distanceText(long double distance) {
   return {text.data(), end};
 }
 
-void writeTable(std::ostream& out, const DiffResult& result) {
-  if (result.differences.empty()) return;
-  out << "  " << std::setw(9) << recordsNoun(result) << "  largest       from index  difference in\n";
-  for (const auto& [name, difference] : result.differences) {
+void writeTable(std::ostream& out, const DiffResult& result, const SectionDiff& part) {
+  if (part.differences.empty()) return;
+  out << "  " << std::setw(8) << recordNoun(result) << "s  largest       from index  difference in\n";
+  for (const auto& [name, difference] : part.differences) {
     out << "  " << std::setw(9) << difference.records << "  " << std::left << std::setw(12)
         << distanceText(difference.largest) << std::right << std::setw(12) << difference.firstIndex << "  "
         << printable(name) << "\n";
   }
 }
 
-void writeSame(std::ostream& out, const DiffResult& result) {
-  out << (result.whole() ? "same: " : "no difference up to the end of what can be read: ") << result.pairs
-      << " " << recordsNoun(result) << ", " << result.sharedVariables.size() << " " << variablesNoun(result)
-      << "\n";
+std::string comparedText(const DiffResult& result, const SectionDiff& part) {
+  return counted(part.pairs, recordNoun(result)) + ", " +
+         counted(part.sharedVariables.size(), variableNoun(result));
+}
+
+void writeSame(std::ostream& out, const DiffResult& result, const SectionDiff& part) {
+  out << (result.whole() ? "same: " : "no difference up to the end of what can be read: ")
+      << comparedText(result, part);
+  const auto [label, names] = sectionsText(part.sections);
+  if (!names.empty()) out << ", " << label << " " << names;
+  out << "\n";
+}
+
+std::string recordsText(const DiffResult& result, const SectionDiff& part, Side side) {
+  return counted(part.logs[side].records, recordNoun(result));
+}
+
+/// The row with the sections. Of several pairs, each one's row also says what was compared.
+void writeSections(std::ostream& out, const DiffResult& result, const SectionDiff& part) {
+  const auto [label, names] = sectionsText(part.sections);
+  if (names.empty()) return;
+  out << "  " << label << ": " << names;
+  if (result.parts.size() > 1) {
+    out << (part.same() ? ", same: " + comparedText(result, part)
+                        : ", " + recordsText(result, part, Side::A) + " in A, " +
+                              recordsText(result, part, Side::B) + " in B");
+  }
+  out << "\n";
+}
+
+void writeHint(std::ostream& out, const SectionDiff& part) {
+  const auto gaps = part.keptApartByGapsOf();
+  if (!gaps) return;
+  out << "  hint: the index has gaps in " << nameOf(*gaps) << " and none in " << nameOf(otherThan(*gaps))
+      << "; --by-record compares the steps by their number instead\n";
+}
+
+void writeDifferences(std::ostream& out, const DiffResult& result, const SectionDiff& part) {
+  writeSections(out, result, part);
+  if (part.first) out << "  first: " << printable(firstText(result, *part.first)) << "\n";
+  for (const Side side : SIDES) writeRecordsAlone(out, result, part, side);
+  writeHint(out, part);
+  for (const Side side : SIDES) {
+    writeNamesAlone(out, variableNoun(result), part.logs[side].variablesAlone, side);
+  }
+  writeTable(out, result, part);
 }
 
 }  // namespace
 
 void writeText(std::ostream& out, const DiffResult& result) {
-  if (result.same()) return writeSame(out, result);
+  if (result.same()) {
+    for (const SectionDiff& part : result.parts) writeSame(out, result, part);
+    return;
+  }
   out << "different\n";
   for (const Side side : SIDES) {
-    const ComparedLog& log = result.logs[side];
-    out << "  " << nameOf(side) << ": " << printable(log.file) << ", " << log.records << " "
-        << recordsNoun(result) << "\n";
+    out << "  " << nameOf(side) << ": " << printable(result.files[side]);
+    if (result.parts.size() == 1) out << ", " << recordsText(result, result.parts.front(), side);
+    out << "\n";
   }
-  if (result.first) out << "  first: " << printable(firstText(result)) << "\n";
-  for (const Side side : SIDES) writeRecordsAlone(out, result, side);
-  for (const Side side : SIDES) writeVariablesAlone(out, result, side);
-  writeTable(out, result);
+  for (const SectionDiff& part : result.parts) writeDifferences(out, result, part);
+  for (const Side side : SIDES) writeNamesAlone(out, "section", result.sectionsAlone[side], side);
 }
 
 }  // namespace logtool

@@ -1,17 +1,13 @@
 #include "ostrelLog/render/InfoJson.hpp"
 
-#include <nlohmann/json.hpp>
-#include <ostream>
 #include <utility>
 
 #include "logfile/scan/ElementType.hpp"
+#include "ostrelLog/render/Json.hpp"
 
 namespace logtool {
 
 namespace {
-
-// Keeps the keys in the order in which they are written here.
-using Json = nlohmann::ordered_json;
 
 Json gapJson(const Gap& gap) {
   return {{"after", gap.after}, {"missing", gap.missing}};
@@ -62,12 +58,11 @@ void addApis(const LogSummary& log, Json& object) {
     apis.push_back(std::move(api));
   }
   object["apis"] = std::move(apis);
-  for (const auto& [what, count] : log.unusual) {
-    object["unusual"].push_back({{"records", count}, {"what", what}});
-  }
+  addUnusual(log.unusual, object);
   const IndexSummary& calls = log.records;
   if (calls.count == 0) return;
-  object["steps"] = {{"first", calls.first}, {"last", calls.last}, {"backwards", calls.backwards}};
+  object["steps"] = {
+      {"first", calls.first}, {"last", calls.last}, {"backwards", calls.backwards}, {"late", calls.late}};
 }
 
 void addSections(const LogSummary& log, Json& object) {
@@ -95,23 +90,12 @@ KindJson kindJson(LogKind kind) {
   }
 }
 
-const char* stateName(LogEnd::State state) {
-  switch (state) {
-    case LogEnd::WHOLE: return "whole";
-    case LogEnd::CUT: return "cut";
-    case LogEnd::DAMAGED: return "damaged";
-    default: return "unreadable";
-  }
-}
-
 Json fileJson(const LogSummary& log) {
   const KindJson kind = kindJson(log.kind);
   Json object = {
       {"file", log.file}, {"kind", kind.name}, {"variant", log.variant}, {"records", log.records.count}};
   kind.addContents(log, object);
-  object["end"] = {{"state", stateName(log.end.state)},
-                   {"byte", log.end.byte ? Json(*log.end.byte) : Json(nullptr)},
-                   {"reason", log.end.reason}};
+  object["end"] = endJson(log.end);
   return object;
 }
 
@@ -126,7 +110,7 @@ void writeJson(std::ostream& out, const std::vector<std::variant<LogSummary, Fau
   for (const auto& file : files) {
     list.push_back(std::visit([](const auto& known) { return fileJson(known); }, file));
   }
-  out << list.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
+  print(out, list);
 }
 
 }  // namespace logtool

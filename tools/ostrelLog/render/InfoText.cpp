@@ -14,10 +14,6 @@ namespace logtool {
 
 namespace {
 
-std::string counted(std::uint64_t count, const std::string& noun) {
-  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
-
 /// The types of the variables, each with its number of variables, the most frequent one first.
 std::string typeCounts(const std::vector<telemetry::VarDesc>& variables) {
   std::map<std::string, std::size_t> counts;
@@ -93,6 +89,11 @@ void writeCalls(std::ostream& out, const LogSummary& log) {
   row(out, "calls") << log.records.count;
   if (log.records.count > 0) out << ", steps " << log.records.first << " to " << log.records.last;
   writeBackwards(out, log.records);
+  if (log.records.late > 0) {
+    const char* const them = log.records.late == 1 ? "it" : "them";
+    row(out, "late") << counted(log.records.late, "call") << " behind a higher step: a replay makes "
+                     << them << " at the highest step before " << them << "\n";
+  }
   for (const LayoutSummary& api : log.layouts) {
     out << std::setw(11) << api.records.count << "  " << printable(api.layout.name) << "(";
     const char* separator = "";
@@ -120,7 +121,9 @@ void writeText(std::ostream& out, const LogSummary& log, bool everyColumn) {
       writeLayout(out, part, everyColumn);
     }
   }
-  row(out, "end") << log.end.text() << "\n";
+  row(out, "end") << log.end.text();
+  if (log.end.remainder > 0) out << ", " << counted(log.end.remainder, "byte") << " of a record behind it";
+  out << "\n";
 }
 
 }  // namespace logtool

@@ -1,5 +1,6 @@
 #include "ostrelLog/summary/LogSummary.hpp"
 
+#include <algorithm>
 #include <map>
 
 namespace logtool {
@@ -7,6 +8,7 @@ namespace logtool {
 void IndexSummary::add(std::int64_t index) {
   if (count++ == 0) {
     first = index;
+    highest = index;
   } else if (index == last) {
     ++repeated;
   } else if (index < last) {
@@ -19,6 +21,8 @@ void IndexSummary::add(std::int64_t index) {
     if (firstGaps.size() < GAPS_LISTED) firstGaps.push_back(gap);
   }
   last = index;
+  if (index < highest) ++late;
+  highest = std::max(highest, index);
 }
 
 LogSummary summarize(LogSource& log) {

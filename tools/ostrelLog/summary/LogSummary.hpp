@@ -29,6 +29,8 @@ struct IndexSummary {
   std::int64_t last = 0;
   std::uint64_t repeated = 0;   ///< times that an index equals the one before
   std::uint64_t backwards = 0;  ///< times that an index is lower than the one before
+  std::uint64_t late = 0;       ///< records whose index is lower than one before
+  std::int64_t highest = 0;     ///< index so far
   std::uint64_t gapCount = 0;
   std::uint64_t missing = 0;  ///< steps in all gaps
   Gap largest{0, 0};          ///< the first one of this size

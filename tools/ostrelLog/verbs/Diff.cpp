@@ -2,14 +2,27 @@
 
 #include <CLI/CLI.hpp>
 #include <iostream>
-#include <memory>
 
-#include "logfile/scan/OpenLog.hpp"
 #include "ostrelLog/Number.hpp"
 #include "ostrelLog/Output.hpp"
+#include "ostrelLog/render/DiffJson.hpp"
 #include "ostrelLog/render/DiffText.hpp"
 
 namespace logtool {
+
+namespace {
+
+/// The sections that `--section` names for the two logs.
+SectionNames sectionNames(const std::string& text) {
+  const std::size_t separator = text.find('=');
+  if (separator == std::string::npos) return {text, text};
+  if (separator == 0 || separator + 1 == text.size()) {
+    throw CLI::ValidationError("--section: must be NAME or A=B");
+  }
+  return {text.substr(0, separator), text.substr(separator + 1)};
+}
+
+}  // namespace
 
 CLI::App* Diff::addTo(CLI::App& program) {
   CLI::App* command = program.add_subcommand(
@@ -17,7 +30,8 @@ CLI::App* Diff::addTo(CLI::App& program) {
       "Compare two logs of any kind step by step: records by their index, calls by their step.\n"
       "Exact means that NaN equals NaN and -0.0 differs from 0.0. Against a blackbox log, values of a\n"
       "legacy log count as a replay stores them in a variable of the blackbox log's type.\n"
-      "Exit status: 0 same, 1 different, 2 trouble, such as a log that is cut or damaged.");
+      "Exit status: 0 same, 1 different, 2 trouble, such as a log that is cut or damaged, or logs that\n"
+      "have nothing in common that could be compared.");
   command->add_option("A", options.files.a, "First log")->required();
   command->add_option("B", options.files.b, "Second log")->required();
   CompareOptions& comparison = options.comparison;
@@ -25,40 +39,46 @@ CLI::App* Diff::addTo(CLI::App& program) {
             "Largest absolute difference that counts as none")
       ->type_name("T");
   comparison.selection.addTo(*command);
+  command
+      ->add_option("--section", section,
+                   "Compare only this section of blackbox logs, or section A of the first log with\n"
+                   "section B of the second. Otherwise the only ones that have samples, or all by name")
+      ->type_name("NAME|A=B");
   command->add_flag("--by-record", comparison.byRecord,
                     "Line records up by their number instead of their index. A log whose index\n"
                     "has gaps and the log of its replay need this");
-  command->callback([&comparison] {
+  command->add_flag("--json", options.json, "Print an object, for programs");
+  command->callback([this, &comparison] {
     if (comparison.tolerance && !(*comparison.tolerance >= 0.0)) {  // NaN fails too
       throw CLI::ValidationError("--tolerance: must be 0 or more");
     }
+    if (!section.empty()) comparison.sections = sectionNames(section);
   });
   return command;
 }
 
 ExitStatus Diff::run() const {
-  LogPair<std::unique_ptr<LogSource>> sources;
+  const DiffResult result = compare(options.files, options.comparison);
   for (const Side side : SIDES) {
-    const std::string& file = options.files[side];
-    std::string reason;
-    sources[side] = openLog(file, reason);
-    if (!sources[side]) {
-      report({file, reason});
-      return ExitStatus::TROUBLE;
+    const auto& end = result.ends[side];
+    if (end && end->state != LogEnd::WHOLE) report({result.files[side], end->text()});
+    for (const auto& [what, count] : result.unusual[side]) {
+      report({result.files[side], "not compared: " + counted(count, "call") + " " + what});
     }
   }
-  const DiffResult result = compare({sources.a.get(), sources.b.get()}, options.comparison);
-  for (const Side side : SIDES) {
-    const ComparedLog& log = result.logs[side];
-    if (log.end.state != LogEnd::WHOLE) report({log.file, log.end.text()});
+  const std::optional<Fault> fault = result.trouble();
+  if (fault) report(*fault);
+  if (options.json) {
+    writeJson(std::cout, result);
+  } else if (!result.fault && !(fault && result.same())) {
+    writeText(std::cout, result);
   }
-  if (result.fault) {
-    report(*result.fault);
-    return ExitStatus::TROUBLE;
+  if (!finishOutput()) return ExitStatus::TROUBLE;
+  switch (result.answer()) {
+    case DiffResult::SAME: return ExitStatus::SAME;
+    case DiffResult::DIFFERENT: return ExitStatus::DIFFERENT;
+    default: return ExitStatus::TROUBLE;
   }
-  writeText(std::cout, result);
-  if (!finishOutput() || !result.whole()) return ExitStatus::TROUBLE;
-  return result.same() ? ExitStatus::SAME : ExitStatus::DIFFERENT;
 }
 
 }  // namespace logtool

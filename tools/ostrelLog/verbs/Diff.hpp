@@ -14,6 +14,7 @@ class Diff final : public Verb {
   struct Options {
     LogPair<std::string> files;
     CompareOptions comparison;
+    bool json = false;  ///< an object for programs in place of the text
   };
 
   CLI::App* addTo(CLI::App& program) override;
@@ -22,6 +23,9 @@ class Diff final : public Verb {
   ExitStatus failure() const override { return ExitStatus::TROUBLE; }
 
   Options options;
+
+ private:
+  std::string section;  // as given: NAME or A=B
 };
 
 }  // namespace logtool

@@ -1,0 +1,176 @@
+#include "ostrelLog/compare/SectionComparison.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <map>
+#include <utility>
+
+#include "ostrelLog/LogCursor.hpp"
+#include "ostrelLog/compare/DiffPlan.hpp"
+
+namespace logtool {
+
+namespace {
+
+/// Bounds the memory for logs that change their sections all the time.
+constexpr std::size_t MAX_PLANS = 256;
+
+constexpr long double NO_DISTANCE = std::numeric_limits<long double>::quiet_NaN();
+
+class SectionComparison {
+ public:
+  SectionComparison(const LogPair<LogSource*>& sources, const SectionNames& sections,
+                    const CompareOptions& compareOptions)
+      : options(compareOptions),
+        ofCalls(sources.a->kind == LogKind::EVENTS),
+        logs{LogCursor(*sources.a, options.selection, sections.a, options.byRecord),
+             LogCursor(*sources.b, options.selection, sections.b, options.byRecord)} {
+    result.sections = sections;
+  }
+
+  SectionDiff compare() {
+    while (logs.a.present || logs.b.present) {
+      if (comesFirst(logs.a, logs.b)) {
+        passAlone(Side::A);
+      } else if (comesFirst(logs.b, logs.a)) {
+        passAlone(Side::B);
+      } else {
+        comparePair();
+        logs.a.next();
+        logs.b.next();
+      }
+    }
+    compareLayoutsWithoutRecords();
+    for (const Side side : SIDES) {
+      const LogCursor& log = logs[side];
+      ComparedRecords& compared = result.logs[side];
+      compared.records = log.count;
+      compared.gaps = log.gaps && !ofCalls;
+    }
+    return std::move(result);
+  }
+
+ private:
+  /// Whether the present record of `log` has no counterpart, since the other log is at its end or beyond.
+  static bool comesFirst(const LogCursor& log, const LogCursor& other) {
+    return log.present && (!other.present || log.record.index < other.record.index);
+  }
+
+  void passAlone(Side side) {
+    LogCursor& log = logs[side];
+    const std::int64_t index = log.record.index;
+    ComparedRecords& compared = result.logs[side];
+    if (compared.recordsAlone++ == 0) compared.firstAlone = index;
+    if (!result.first) result.first = {index, log.record.layout->name, side, {}};
+    log.next();
+  }
+
+  void comparePair() {
+    const RecordLayout& layoutA = *logs.a.record.layout;
+    const RecordLayout& layoutB = *logs.b.record.layout;
+    ++result.pairs;
+    if (ofCalls && layoutA.name != layoutB.name) {
+      count("call", NO_DISTANCE);
+      if (!result.first) setFirst("call", {layoutA.name, layoutB.name});
+      return;
+    }
+    for (const SharedVariable& variable : planFor(layoutA, layoutB).shared) compareVariable(variable);
+  }
+
+  void compareVariable(const SharedVariable& variable) {
+    const auto& [a, b] = variable.places;
+    const unsigned char* valuesA = logs.a.record.values;
+    const unsigned char* valuesB = logs.b.record.values;
+    // Most values are the same to the bit, and then need no conversion.
+    if (a.read == b.read &&
+        std::memcmp(valuesA + a.offset, valuesB + b.offset, variable.elements * a.stride) == 0) {
+      return;
+    }
+    std::optional<std::size_t> firstElement;
+    long double largest = 0;
+    for (std::size_t i = 0; i < variable.elements; ++i) {
+      const long double valueA = a.value(valuesA, i);
+      const long double valueB = b.value(valuesB, i);
+      if (equal(valueA, valueB)) continue;
+      if (!firstElement) firstElement = i;
+      const long double distance = std::fabs(valueA - valueB);
+      largest = std::isnan(distance) ? HUGE_VALL : std::max(largest, distance);
+    }
+    if (!firstElement) return;
+    count(variable.name, largest);
+    if (!result.first) setFirst(variable, *firstElement);
+  }
+
+  void setFirst(const SharedVariable& variable, std::size_t element) {
+    const auto& [a, b] = variable.places;
+    const std::string name = variable.elements == 1 ? variable.name : elementName(variable.name, element);
+    const long double valueA = a.value(logs.a.record.values, element);
+    const long double valueB = b.value(logs.b.record.values, element);
+    setFirst(name, {valueText(valueA, *a.shown, *b.shown), valueText(valueB, *b.shown, *a.shown)});
+  }
+
+  /// A float that meets a double is printed with all digits of a double, and both with their types: the
+  /// shortest texts of 0.1 as a float and of 0.1 as a double are the same, although the values differ.
+  static std::string valueText(long double value, const ElementType& type, const ElementType& other) {
+    const std::string suffix = std::string(" (") + type.name + ")";
+    if (type.type == TLM_VAR_DOUBLE && other.type == TLM_VAR_FLOAT) return type.print(value) + suffix;
+    if (type.type == TLM_VAR_FLOAT && other.type == TLM_VAR_DOUBLE) return other.print(value) + suffix;
+    return type.print(value);
+  }
+
+  void setFirst(const std::string& what, const LogPair<std::string>& values) {
+    result.first = {logs.a.record.index, what, std::nullopt, values};
+  }
+
+  bool equal(long double a, long double b) const {
+    if (std::isnan(a) || std::isnan(b)) return std::isnan(a) && std::isnan(b);
+    if (a == b) return options.tolerance.has_value() || std::signbit(a) == std::signbit(b);
+    return options.tolerance.has_value() && std::fabs(a - b) <= *options.tolerance;
+  }
+
+  void count(const std::string& name, long double distance) {
+    VariableDifference& difference = result.differences[name];
+    if (difference.records++ == 0) difference.firstIndex = logs.a.record.index;
+    difference.largest = std::fmax(difference.largest, distance);
+  }
+
+  /// Without a pair of records, it still counts which variables only one of the logs has.
+  void compareLayoutsWithoutRecords() {
+    if (!plans.empty() || ofCalls) return;
+    const RecordLayout* layoutA = logs.a.layout();
+    const RecordLayout* layoutB = logs.b.layout();
+    if (layoutA != nullptr && layoutB != nullptr) planFor(*layoutA, *layoutB);
+  }
+
+  /// A plan belongs to two layouts, since a section of a blackbox log may change in the middle.
+  const DiffPlan& planFor(const RecordLayout& layoutA, const RecordLayout& layoutB) {
+    const std::pair<const RecordLayout*, const RecordLayout*> key(&layoutA, &layoutB);
+    const auto found = plans.find(key);
+    if (found != plans.end()) return found->second;
+    if (plans.size() == MAX_PLANS) plans.clear();
+    DiffPlan& plan = plans[key];
+    plan = makeDiffPlan({logs.a.source.kind, logs.b.source.kind}, {&layoutA, &layoutB}, options.selection);
+    for (const SharedVariable& variable : plan.shared) result.sharedVariables.insert(variable.name);
+    for (const Side side : SIDES) {
+      result.logs[side].variablesAlone.insert(plan.alone[side].begin(), plan.alone[side].end());
+    }
+    return plan;
+  }
+
+  const CompareOptions& options;
+  const bool ofCalls;
+  LogPair<LogCursor> logs;
+  std::map<std::pair<const RecordLayout*, const RecordLayout*>, DiffPlan> plans;
+  SectionDiff result;
+};
+
+}  // namespace
+
+SectionDiff compareSections(const LogPair<LogSource*>& sources, const SectionNames& sections,
+                            const CompareOptions& options) {
+  return SectionComparison(sources, sections, options).compare();
+}
+
+}  // namespace logtool
