@@ -77,6 +77,10 @@ std::string image() {
   return text;
 }
 
+std::string setting(const std::string& key, const std::string& value) {
+  return key.substr(key.find('.') + 1) + "=" + value;
+}
+
 }  // namespace
 
 extern "C" {
@@ -94,13 +98,14 @@ SHOWN(int, ostrel_log_tlmb_init, (const char* name, int capacity, int rate), (na
       name + (" " + std::to_string(capacity)) + " " + std::to_string(rate))
 SHOWN(int, ostrel_log_tlmb_put, (const timespec* time), (time), std::to_string(time->tv_nsec))
 SHOWN(int, ostrel_log_tlmb_cleanup, (), (), "")
-SHOWN(int, kvs_ctx_set_string, (kvs_ctx * ctx, const char* key, const char* text), (ctx, key, text),
-      key + ("=" + std::string(text)))
-SHOWN(int, kvs_ctx_set_bool, (kvs_ctx * ctx, const char* key, bool value), (ctx, key, value),
-      key + ("=" + std::to_string(value)))
-SHOWN(int, kvs_ctx_set_int, (kvs_ctx * ctx, const char* key, int value), (ctx, key, value),
-      key + ("=" + std::to_string(value)))
-SHOWN(int, kvs_ctx_set, (kvs_ctx * ctx, const char* key, const kvs_value* value), (ctx, key, value), "")
+SHOWN_AS("set", int, kvs_ctx_set_string, (kvs_ctx * ctx, const char* key, const char* text),
+         (ctx, key, text), setting(key, text))
+SHOWN_AS("set", int, kvs_ctx_set_bool, (kvs_ctx * ctx, const char* key, bool value), (ctx, key, value),
+         setting(key, std::to_string(value)))
+SHOWN_AS("set", int, kvs_ctx_set_int, (kvs_ctx * ctx, const char* key, int value), (ctx, key, value),
+         setting(key, std::to_string(value)))
+SHOWN_AS("set", int, kvs_ctx_set, (kvs_ctx * ctx, const char* key, const kvs_value* value),
+         (ctx, key, value), "back")
 SHOWN(int, kvs_ctx_stop, (kvs_ctx * ctx), (ctx), "")
 SHOWN(int, kvs_ctx_evl_loop_unregister, (kvs_ctx * ctx, evl_loop* loop), (ctx, loop), "")
 SHOWN(void, kvs_ctx_destroy, (kvs_ctx * ctx), (ctx), "")

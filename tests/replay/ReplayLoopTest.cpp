@@ -32,22 +32,15 @@ struct Events : LogFile::IReader {
   const std::vector<int> listed;
 };
 
-struct ExportThatIsOff : LogFile::IExport {
-  int open(const char*) override { return 0; }
-  int close() override { return 0; }
-  int step() override { return -ENOENT; }
-};
-
 /// Replays the steps 0 to 2.
 class ReplayLoopTest : public testing::Test {
  protected:
   /// The warnings and errors of a replay with what the event log has for step 1.
-  std::vector<std::string> linesWith(int result, const std::vector<int>& inputs,
-                                     LogFile::IExport* exporter = nullptr) {
+  std::vector<std::string> linesWith(int result, const std::vector<int>& inputs) {
     env.events->reader = std::make_unique<Events>(result, inputs);
     env.events->inputs = {&input, &input};
     takeLogLines();
-    ReplayLoop loop(env, exporter);
+    ReplayLoop loop(env, nullptr);
     EXPECT_EQ(loop.run(), 0);
     EXPECT_EQ(loop.lastStep(), 2);
     return takeLogLines(4);
@@ -70,11 +63,6 @@ TEST_F(ReplayLoopTest, InputsOutOfRangeAreSkipped) {
               ElementsAre("<4>No API input number 2, call skipped during step 1",
                           "<4>No API input number -1, call skipped during step 1"));
   EXPECT_EQ(input.calls, 1);
-}
-
-TEST_F(ReplayLoopTest, ExportThatIsOffIsSilent) {
-  ExportThatIsOff exporter;
-  EXPECT_THAT(linesWith(-EAGAIN, {}, &exporter), testing::IsEmpty());
 }
 
 }  // namespace

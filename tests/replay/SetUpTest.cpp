@@ -6,25 +6,17 @@ namespace {
 
 using ReplaySetUp = ReplayFixture;
 
-struct Logs : Row {
-  std::string continuous, events;
-  int exitStatus;
-  Lines lines;  // what is wrong
-};
-class OpenedLogs : public ReplaySetUp, public testing::WithParamInterface<Logs> {};
-
-TEST_P(OpenedLogs, DecideWhetherTheReplayRuns) {
-  EXPECT_EQ(replay(GetParam().continuous, GetParam().events).exitStatus, GetParam().exitStatus);
-  EXPECT_EQ(linesLike("<3>[CF]|<4>"), GetParam().lines);
+TEST_F(ReplaySetUp, WrongCountOfColumnsIsAWarning) {
+  EXPECT_EQ(replay(header("titles : index\nnentries : +2\n"), APIS).exitStatus, 0);
+  EXPECT_EQ(linesLike("<4>"), Lines{"<4>nentries does not match the size of titles list"});
 }
 
-const std::string COUNT = "<4>nentries does not match the size of titles list";
-const Logs LOGS[] = {
-    {"CountOfColumnsWrong", header("titles : index\nnentries : +2\n"), APIS, 0, {COUNT}},
-    {"BlackboxLogIsNone", " TLMB", APIS, 1, {"<3>Could not open cont : Invalid argument"}},
-    {"EventLogIsNone", COLUMNS, header("titles : f\n"), 1, {"<3>File doesn't have a 'type' entry"}},
-};
-INSTANTIATE_ROWS(OpenedLogs, LOGS);
+TEST_F(ReplaySetUp, LogsThatAreNoneEndIt) {
+  EXPECT_EQ(replay(" TLMB", APIS).exitStatus, 1);
+  EXPECT_EQ(lines.back(), "<3>Could not open cont : Invalid argument");
+  EXPECT_EQ(replay(COLUMNS, header("titles : f\n")).exitStatus, 1);
+  EXPECT_EQ(lines.back(), "<3>File doesn't have a 'type' entry");
+}
 
 /// Lines of the logs' headers, the property file and the command line, and what follows from them.
 struct Sources : Row {
@@ -48,8 +40,7 @@ const std::string INDOOR = "persist.running-mode=indoor\n", NO_MODE = "persist.r
 const std::string GIVEN = "Using droneVariant given in args : board", FOUND = "droneVariant found ";
 const Sources SOURCES[] = {
     {"Options", C, E, P + INDOOR, {"-d", "board", "-m", "arg"}, GIVEN, "board arg"},
-    {"EmptyMode", C, E, P + INDOOR, {"-d", "board", "-m", ""}, GIVEN, "board indoor"},
-    {"ContinuousLog", C, E, P, {}, FOUND + "in Data file : c", "c default"},
+    {"ContinuousLog", C, E, P + INDOOR, {}, FOUND + "in Data file : c", "c indoor"},
     {"EventLog", "ro.hardware\n", E, P, {}, FOUND + "in Event file : e", "e default"},
     {"Properties", "", "", P + NO_MODE, {}, FOUND + "from system properties : p", "p "},
 };

@@ -9,6 +9,17 @@
 
 namespace process = boost::process;
 
+namespace {
+
+/// The word as the shell takes it without looking into it.
+std::string quoted(std::string word) {
+  for (std::size_t at = 0; (at = word.find('\'', at)) != std::string::npos; at += 4)
+    word.replace(at, 1, "'\\''");
+  return "'" + word + "'";
+}
+
+}  // namespace
+
 ProgramResult runProgram(const std::string& program, const std::vector<std::string>& arguments,
                          const std::map<std::string, std::string>& variables) {
   // By env(1): Boost's own environment reads beyond its strings when one variable's name begins another's.
@@ -26,7 +37,10 @@ ProgramResult runProgram(const std::string& program, const std::vector<std::stri
   const TestFolder folder;
   const std::string out = folder.path("out");
   const std::string err = folder.path("err");
-  process::child child("/usr/bin/env", process::args(command),
+  // By the shell: Boost looks at the first character of each argument, which an empty one does not have.
+  std::string script = "exec /usr/bin/env";
+  for (const std::string& word : command) script += " " + quoted(word);
+  process::child child("/bin/sh", process::args({"-c", script}),
                        process::std_in<process::null, process::std_out> out, process::std_err > err);
   child.wait();
   const int status = child.native_exit_code();
