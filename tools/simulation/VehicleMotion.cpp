@@ -10,13 +10,15 @@ namespace {
 constexpr double LONGEST_STEP = 0.002;           // s, far below every lag of the controller
 constexpr double HALF_TURN = 3.141592653589793;  // rad
 
+// A small quadcopter that is flown gently.
 constexpr double CLIMB_SPEED = 2.5;         // m/s
 constexpr double DESCENT_SPEED = 2.5;       // m/s
 constexpr double TOUCH_DOWN_SPEED = 0.4;    // m/s
 constexpr double LARGEST_ACCELERATION = 4;  // m/s^2
 constexpr double DRAG = 0.15;               // m/s^2 for each m/s
 
-// Gains and lags of the controller, in 1/s.
+// Gains and lags of the controller, in 1/s: the inverse of the time that each one takes to settle. The
+// inner loops are faster than those around them, which keeps the whole stable.
 constexpr double HEIGHT_GAIN = 1.2;
 constexpr double LANDING_GAIN = 0.9;
 constexpr double VELOCITY_GAIN = 2.0;
@@ -24,9 +26,12 @@ constexpr double ACCELERATION_LAG = 6.0;
 constexpr double YAW_LAG = 5.0;
 constexpr double MOTOR_LAG = 12.0;
 
+// Motor levels are shares of the speed in hovering. Mixing gives each motor a small part of the turning,
+// enough to show in its measured speed; the vehicle turns without it.
 constexpr double IDLE_LEVEL = 0.3;
 constexpr double MIXING = 0.03;  // motor level for each rad/s
 
+/// The vector, shortened to `longest` where it is longer, in the same direction.
 Vector3 limited(const Vector3& vector, double longest) {
   const double size = length(vector);
   return size > longest ? vector * (longest / size) : vector;
@@ -52,11 +57,13 @@ void VehicleMotion::call(const ApiCall& call) {
 
 void VehicleMotion::advance(double seconds) {
   const BodyAxes before = axes;
+  // Equal pieces, so that the last one ends exactly after `seconds`.
   const int pieces = static_cast<int>(std::ceil(seconds / LONGEST_STEP));
   for (int piece = 0; piece < pieces; ++piece) {
     move(seconds / pieces);
     turn(seconds / pieces);
   }
+  // Once for all pieces: the axes follow from the present motion, not from the axes before.
   tilt();
   // The rate around an axis shows in both other axes; their mean cancels the error of second order.
   angularRate = Vector3{dot(axes.right, before.down) - dot(axes.down, before.right),
@@ -68,10 +75,12 @@ void VehicleMotion::advance(double seconds) {
 
 Vector3 VehicleMotion::wantedVelocity() const {
   if (phase == Phase::LANDING) {
+    // Slower towards the ground, but never so slow that it would not arrive.
     return {0.0, 0.0, std::clamp(LANDING_GAIN * height(), TOUCH_DOWN_SPEED, DESCENT_SPEED)};
   }
   const double climb = std::clamp(HEIGHT_GAIN * (wantedHeight - height()), -DESCENT_SPEED, CLIMB_SPEED);
   if (phase != Phase::FLYING) return {0.0, 0.0, -climb};
+  // The vertical setpoint acts through the wanted height, which move() shifts by it.
   const Vector3 right{-heading.y, heading.x, 0.0};
   return heading * velocitySetpoint.x + right * velocitySetpoint.y + Vector3{0.0, 0.0, -climb};
 }
@@ -84,6 +93,8 @@ void VehicleMotion::move(double seconds) {
     wantedAcceleration = limited((wantedVelocity() - velocity) * VELOCITY_GAIN, LARGEST_ACCELERATION);
     velocity = velocity + acceleration * seconds;
     position = position + velocity * seconds;
+    // z points down, so the ground is the largest z. Only a landing ends there: a vehicle that is flown
+    // into the ground slides along it.
     if (position.z >= 0.0) {
       position.z = 0.0;
       velocity.z = std::min(velocity.z, 0.0);
@@ -106,6 +117,7 @@ void VehicleMotion::turn(double seconds) {
   const double cosine = (1.0 - half * half) * scale;
   const double sine = 2.0 * half * scale;
   heading = unit({heading.x * cosine - heading.y * sine, heading.x * sine + heading.y * cosine, 0.0});
+  // Only reported: the motion itself uses the heading, which needs no wrapping.
   yaw += angle;
   if (yaw > HALF_TURN) yaw -= 2.0 * HALF_TURN;
   if (yaw < -HALF_TURN) yaw += 2.0 * HALF_TURN;
@@ -117,9 +129,11 @@ void VehicleMotion::tilt() {
   // load, because the acceleration's limit lies well below gravity.
   const Vector3 thrust = force + velocity * DRAG;
   axes.down = unit(thrust * -1.0);
+  // The nose points along the heading as far as the tilt allows.
   axes.right = unit(cross(axes.down, heading));
   axes.forward = cross(axes.right, axes.down);
   specificForce = axes.toBody(force);
+  // The thrust of a rotor grows with the square of its speed.
   lift = std::sqrt(length(thrust) / GRAVITY);
 }
 
@@ -131,6 +145,8 @@ void VehicleMotion::spinMotors(double seconds) {
     double wanted = 0.0;
     if (armed) wanted = landed ? IDLE_LEVEL : lift + MIXING * dot(mixers[motor], angularRate);
     double& level = motorLevels[motor];
+    // At 1 or 2 steps a second, the step exceeds the time that a motor
+    // needs: the limit keeps the level from overshooting.
     level += (wanted - level) * std::min(1.0, MOTOR_LAG * seconds);
     if (wanted == 0.0 && level < 0.02) level = 0.0;  // friction stops it
   }
