@@ -45,6 +45,7 @@ std::optional<Fault> faultOf(const OutputFile& file, int result) {
 /// The sensors of one step, registered under the names that a replay gives them.
 struct SensorColumns {
   SensorColumns() {
+    // These become the names of the columns, by which a replay binds them to its own records.
     registry.reg<int>("index", &index);
     Registrator registrator(registry);
     introspect<sensors_data, Registrator>(registrator, sensors, "inputs.sensors");
@@ -53,7 +54,7 @@ struct SensorColumns {
 
   int index = 0;
   sensors_data sensors{};
-  DataRegistry registry;
+  DataRegistry registry;  // its entries point into the members above
 };
 
 /// The two logs while they are written.
@@ -69,6 +70,7 @@ class FlightFiles {
 
   std::optional<Fault> write() {
     if (auto fault = begin()) return fault;
+    // The short log comes first, so that a call that the library lacks is noticed before the long work.
     if (auto fault = writeCalls()) return fault;
     if (auto fault = writeSamples()) return fault;
     return keep();
@@ -92,6 +94,7 @@ class FlightFiles {
 
   std::optional<Fault> writeCalls() {
     for (const ApiCall& call : calls) {
+      // The plan is fixed, but the library decides which calls exist, and it may be another version.
       const int result = events.write(call);
       if (result == -ENOSYS) {
         return Fault{callsFile.path, "step " + std::to_string(call.step) +
@@ -106,6 +109,7 @@ class FlightFiles {
     simulation::FlightSimulation flight(options.rate, options.seed);
     auto next = calls.begin();
     for (columns.index = 0; columns.index < steps; ++columns.index) {
+      // The plan ends with a call behind the last sample, which is written but never obeyed.
       for (; next != calls.end() && next->step <= columns.index; ++next) flight.call(*next);
       flight.step(columns.sensors);
       if (auto fault = faultOf(samplesFile, samples.write())) return fault;
@@ -134,6 +138,7 @@ class FlightFiles {
 }  // namespace
 
 std::string optionsFault(const FlightOptions& options) {
+  // "dir/" would make hidden files named by their endings alone.
   if (std::filesystem::path(options.name).filename().empty()) return "NAME: must name a file";
   // Written so that NaN fails too.
   if (!(options.seconds > 0.0 && options.seconds <= LONGEST_SECONDS)) {

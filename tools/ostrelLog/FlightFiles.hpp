@@ -34,8 +34,8 @@ std::string optionsFault(const FlightOptions& options);
 /// (the API calls). The options must have passed optionsFault(). Memory does not grow with the flight's
 /// length.
 ///
-/// When a file cannot be written, files that this call created are removed again; files that existed before
-/// are left cut short.
+/// Both logs appear under their names only when both are whole; until then, and after a failure to write,
+/// what stood there before stays as it was.
 std::variant<MadeFlight, Fault> makeFlight(const FlightOptions& options);
 
 }  // namespace logtool

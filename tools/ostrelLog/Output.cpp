@@ -6,10 +6,12 @@
 namespace logtool {
 
 void report(const Fault& fault) {
+  // Both may hold text from a log or a path, which may not steer the terminal or fake another line.
   std::cerr << "ostrelLog: " << printable(fault.where) << ": " << printable(fault.reason) << std::endl;
 }
 
 bool finishOutput() {
+  // A full disk or a closed pipe often shows only when the buffer is written.
   std::cout.flush();
   if (std::cout.good()) return true;
   report({"standard output", "could not be written"});
@@ -21,6 +23,7 @@ std::string counted(std::uint64_t count, const std::string& noun) {
 }
 
 std::string printable(std::string text) {
+  // Bytes above 0x7F stay, since names may be UTF-8.
   const auto isControl = [](char c) {
     const auto byte = static_cast<unsigned char>(c);
     return byte < ' ' || byte == 0x7F;

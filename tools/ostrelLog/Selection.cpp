@@ -32,11 +32,13 @@ void Selection::addTo(CLI::App& command) {
                   "Take only what this shell pattern names, such as 'inputs.*'; may be repeated.\n"
                   "Calls are named API and API.ARGUMENT, elements of an array NAME[INDEX]")
       ->type_name("PATTERN")
+      // One pattern each time: a list would swallow the log files that follow the option.
       ->allow_extra_args(false);
 }
 
 bool Selection::has(const std::string& name) const {
   return only.empty() || std::any_of(only.begin(), only.end(), [&name](const std::string& pattern) {
+           // Without flags, `*` also matches dots, so that `inputs.*` takes the whole tree below it.
            return pattern == name || fnmatch(withLiteralIndices(pattern).c_str(), name.c_str(), 0) == 0;
          });
 }

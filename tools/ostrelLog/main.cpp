@@ -36,10 +36,12 @@ ExitStatus run(int argc, char** argv, ExitStatus& failure) {
   program.set_version_flag("--version", std::string("ostrelLog ") + VERSION, "Print the version and exit");
   program.footer(
       "Every verb exits with status 2 after wrong usage; its other exit statuses are named above.");
+  // Begins with the name of the program, as report() does.
   program.failure_message([](const CLI::App*, const CLI::Error& error) {
     return std::string("ostrelLog: ") + error.what() + " (see ostrelLog --help)\n";
   });
   program.require_subcommand(1);
+  // Lives until the end: the parser stores the values of the options in the verbs.
   const auto verbs = allVerbs();
   std::map<const CLI::App*, const Verb*> verbOf;
   for (const auto& verb : verbs) verbOf[verb->addTo(program)] = verb.get();
@@ -49,6 +51,7 @@ ExitStatus run(int argc, char** argv, ExitStatus& failure) {
     // A request for help or the version ends the parsing too, as an error with the status 0.
     return program.exit(error) == 0 ? ExitStatus::HELP : ExitStatus::USAGE;
   }
+  // Exactly one: more than one verb is refused as wrong usage.
   const Verb& verb = *verbOf.at(program.get_subcommands().front());
   failure = verb.failure();
   return verb.run();
@@ -62,11 +65,12 @@ int main(int argc, char** argv) {
   auto status = logtool::ExitStatus::USAGE;
   try {
     status = logtool::run(argc, argv, status);
-  } catch (const std::exception& error) {  // such as the lack of memory
+  } catch (const std::exception& error) {
+    // Such as the lack of memory. report() would allocate memory and could fail again.
     static_cast<void>(std::fprintf(stderr, "ostrelLog: %s\n", error.what()));
   }
   if (const int signalNumber = OutputFile::interruption(); signalNumber != 0) {
-    // Whoever started the program, a shell above all, sees that the signal has ended it.
+    // Raise the signal again, now that unfinished files are removed, so that a shell reports death by it.
     std::signal(signalNumber, SIG_DFL);
     std::raise(signalNumber);
   }

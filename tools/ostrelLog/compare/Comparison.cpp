@@ -49,6 +49,7 @@ class LogComparison {
   std::optional<Fault> compareAll() {
     if (auto fault = open(result.files, sources)) return fault;
     result.ofCalls = sources.a->kind == LogKind::EVENTS;
+    // Continuous logs and blackbox logs both hold samples by step, so they can be compared with each other.
     if (result.ofCalls != (sources.b->kind == LogKind::EVENTS)) {
       return Fault{result.files.b, "can't be compared: only one of the two is an event log"};
     }
@@ -56,14 +57,18 @@ class LogComparison {
     if (sections.fault) return sections.fault;
     result.sectionsAlone = std::move(sections.alone);
     for (const SectionNames& names : sections.pairs) {
+      // A source only reads forward, so each pair of sections starts with fresh ones.
       if (auto fault = open(result.files, sources)) return fault;
       result.parts.push_back(compareSections({sources.a.get(), sources.b.get()}, names, options));
       for (const Side side : SIDES) {
         result.ends[side] = sources[side]->end();
         result.unusual[side] = sources[side]->unusual();
       }
+      // Checked after the reading, because a blackbox log may describe a section anywhere before its first
+      // sample.
       if (auto fault = missingSection(names)) return fault;
     }
+    // A mistyped pattern must not end as "same".
     const bool nothing =
         result.sectionsAlone.a.empty() && result.sectionsAlone.b.empty() &&
         std::all_of(result.parts.begin(), result.parts.end(),
@@ -74,16 +79,19 @@ class LogComparison {
     return std::nullopt;
   }
 
+  /// The sections to be compared: those of the options, or all that match.
   SectionPairs choose() {
     if (!options.sections.a) {
       SectionPairs sections = pairSections({sources.a.get(), sources.b.get()}, options.selection);
       for (const Side side : SIDES) {
+        // Kept from this reading, in case there is no pair and so no other one.
         if (sources[side]->kind == LogKind::BLACKBOX) result.ends[side] = sources[side]->end();
       }
       return sections;
     }
     SectionNames names = options.sections;
     for (const Side side : SIDES) {
+      // `--section` is about blackbox logs; next to one, a legacy log takes part as a whole.
       if (sources[side]->kind != LogKind::BLACKBOX) names[side] = std::nullopt;
     }
     return {{names}, {}, std::nullopt};

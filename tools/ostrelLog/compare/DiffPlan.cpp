@@ -33,7 +33,9 @@ struct Field {
 
 using Fields = std::map<std::string, Field>;
 
+/// Adds the elements that the selection names one by one, of an array that it does not take as a whole.
 void addElements(Fields& fields, const std::string& name, const Field& field, const Selection& selection) {
+  // A single value has no element names: users see NAME, never NAME[0].
   if (field.elements == 1) return;
   for (std::size_t i = 0; i < field.elements; ++i) {
     const std::string element = elementName(name, i);
@@ -54,15 +56,18 @@ Fields fieldsOf(LogKind kind, const RecordLayout& layout, const Selection& selec
     } else {
       addElements(fields, name, field, selection);
     }
+    // Fields that are not selected take up their place, too.
     offset += variable.elementBytes * variable.count;
   }
   return fields;
 }
 
+/// Joins the fields of both logs that have this name.
 SharedVariable share(const std::string& name, const LogPair<LogKind>& kinds, const LogPair<Field>& fields) {
   SharedVariable variable{name, fields.a.elements, {fields.a.place(), fields.b.place()}};
   const bool blackboxA = kinds.a == LogKind::BLACKBOX;
   const bool blackboxB = kinds.b == LogKind::BLACKBOX;
+  // A replay rounds a recorded double to the type of its variable. That is no difference.
   if (blackboxA != blackboxB) {
     Place& legacy = blackboxA ? variable.places.b : variable.places.a;
     legacy.shown = (blackboxA ? fields.a : fields.b).type;
@@ -89,6 +94,7 @@ DiffPlan makeDiffPlan(const LogPair<LogKind>& kinds, const LogPair<const RecordL
   for (const auto& [name, a] : fieldsA) {
     const auto b = fieldsB.find(name);
     if (b == fieldsB.end() || b->second.elements != a.elements) {
+      // Arrays of different lengths stay in B's list as well: neither log has the variable of the other.
       plan.alone.a.push_back(name);
     } else {
       plan.shared.push_back(share(name, kinds, {a, b->second}));
@@ -97,6 +103,7 @@ DiffPlan makeDiffPlan(const LogPair<LogKind>& kinds, const LogPair<const RecordL
   }
   // What is still here has no counterpart in A.
   for (const auto& [name, field] : fieldsB) plan.alone.b.push_back(name);
+  // The map has sorted by name, but the first difference is to be the first one in the record.
   std::sort(plan.shared.begin(), plan.shared.end(), [](const SharedVariable& x, const SharedVariable& y) {
     return x.places.a.offset < y.places.a.offset;
   });

@@ -12,9 +12,11 @@ bool SectionDiff::same() const {
 }
 
 std::optional<Side> SectionDiff::keptApartByGapsOf() const {
+  // With gaps in both logs or in neither, numbering the records would not help.
   if (logs.a.gaps == logs.b.gaps) return std::nullopt;
   for (const Side side : SIDES) {
     const ComparedRecords& log = logs[side];
+    // Means recordsAlone < records / 2, without the rounding.
     if (log.records == 0 || log.recordsAlone < log.records - log.recordsAlone) return std::nullopt;
   }
   return logs.a.gaps ? Side::A : Side::B;
@@ -31,6 +33,7 @@ bool DiffResult::whole() const {
          unusual.a.empty() && unusual.b.empty();
 }
 
+// Names the outermost thing that is missing, since the others follow from it.
 const char* DiffResult::missingInCommon() const {
   if (parts.empty()) return "section with samples";
   bool havePairs = false;
@@ -44,6 +47,7 @@ const char* DiffResult::missingInCommon() const {
 }
 
 std::optional<Fault> DiffResult::trouble() const {
+  // A fault is the cause; that nothing was compared is only its consequence.
   if (fault) return fault;
   const char* const missing = missingInCommon();
   if (missing == nullptr) return std::nullopt;
@@ -51,6 +55,8 @@ std::optional<Fault> DiffResult::trouble() const {
 }
 
 DiffResult::Answer DiffResult::answer() const {
+  // This holds even where differences were found: what is known of a part does not answer for the whole
+  // log.
   if (!whole() || trouble()) return TROUBLE;
   return same() ? SAME : DIFFERENT;
 }

@@ -19,6 +19,7 @@ constexpr std::size_t MAX_PLANS = 256;
 
 constexpr long double NO_DISTANCE = std::numeric_limits<long double>::quiet_NaN();
 
+/// The comparison of two sections while it is made: walks through both logs side by side, as in a merge.
 class SectionComparison {
  public:
   SectionComparison(const LogPair<LogSource*>& sources, const SectionNames& sections,
@@ -47,6 +48,7 @@ class SectionComparison {
       const LogCursor& log = logs[side];
       ComparedRecords& compared = result.logs[side];
       compared.records = log.count;
+      // Most steps have no call, so gaps between calls say nothing.
       compared.gaps = log.gaps && !ofCalls;
     }
     return std::move(result);
@@ -71,6 +73,8 @@ class SectionComparison {
     const RecordLayout& layoutA = *logs.a.record.layout;
     const RecordLayout& layoutB = *logs.b.record.layout;
     ++result.pairs;
+    // Different APIs have no arguments in common. The calls are a pair all the same, so that the next ones
+    // stay lined up.
     if (ofCalls && layoutA.name != layoutB.name) {
       count("call", NO_DISTANCE);
       if (!result.first) setFirst("call", {layoutA.name, layoutB.name});
@@ -83,7 +87,7 @@ class SectionComparison {
     const auto& [a, b] = variable.places;
     const unsigned char* valuesA = logs.a.record.values;
     const unsigned char* valuesB = logs.b.record.values;
-    // Most values are the same to the bit, and then need no conversion.
+    // Most values are the same to the bit. Comparing them so is much faster than converting each one.
     if (a.read == b.read &&
         std::memcmp(valuesA + a.offset, valuesB + b.offset, variable.elements * a.stride) == 0) {
       return;
@@ -96,6 +100,7 @@ class SectionComparison {
       if (equal(valueA, valueB)) continue;
       if (!firstElement) firstElement = i;
       const long double distance = std::fabs(valueA - valueB);
+      // NaN against a number is worse than any distance, and std::max would lose it.
       largest = std::isnan(distance) ? HUGE_VALL : std::max(largest, distance);
     }
     if (!firstElement) return;
@@ -125,7 +130,9 @@ class SectionComparison {
   }
 
   bool equal(long double a, long double b) const {
+    // NaN is handled first, because every comparison with NaN is false.
     if (std::isnan(a) || std::isnan(b)) return std::isnan(a) && std::isnan(b);
+    // Equal infinities are also handled here, since their distance would be NaN.
     if (a == b) return options.tolerance.has_value() || std::signbit(a) == std::signbit(b);
     return options.tolerance.has_value() && std::fabs(a - b) <= *options.tolerance;
   }
@@ -133,6 +140,7 @@ class SectionComparison {
   void count(const std::string& name, long double distance) {
     VariableDifference& difference = result.differences[name];
     if (difference.records++ == 0) difference.firstIndex = logs.a.record.index;
+    // std::fmax prefers a number to NaN, so that the NaN of the start gives way to the first distance.
     difference.largest = std::fmax(difference.largest, distance);
   }
 
@@ -149,9 +157,12 @@ class SectionComparison {
     const std::pair<const RecordLayout*, const RecordLayout*> key(&layoutA, &layoutB);
     const auto found = plans.find(key);
     if (found != plans.end()) return found->second;
+    // No sensible log gets here, so it is enough to start over. Nobody uses a plan for more than one
+    // record.
     if (plans.size() == MAX_PLANS) plans.clear();
     DiffPlan& plan = plans[key];
     plan = makeDiffPlan({logs.a.source.kind, logs.b.source.kind}, {&layoutA, &layoutB}, options.selection);
+    // Once for each plan and not for each record, which would take most of the time.
     for (const SharedVariable& variable : plan.shared) result.sharedVariables.insert(variable.name);
     for (const Side side : SIDES) {
       result.logs[side].variablesAlone.insert(plan.alone[side].begin(), plan.alone[side].end());

@@ -20,9 +20,11 @@ using Sections = std::map<std::string, Section>;
 Sections sectionsOf(LogSource& source, const Selection& selection) {
   Sections sections;
   if (source.kind != LogKind::BLACKBOX) return sections;
+  // The samples have to be read too, since an empty section is described like any other.
   for (Record record{}; source.next(record);) sections[record.layout->name].hasSamples = true;
   for (const auto& layout : source.layouts()) {
     Section& section = sections[layout->name];
+    // A section may be described again with other variables: one description that fits is enough.
     section.selected = section.selected || selectsFrom(source.kind, *layout, selection);
   }
   return sections;
@@ -53,6 +55,7 @@ void pairByName(Side side, const LogPair<Sections>& sections, SectionPairs& resu
     const auto found = others.find(name);
     const bool known = found != others.end();
     const Section other = known ? found->second : Section();
+    // One log's samples are enough: that the other log has none of them is a difference.
     if (!(section.hasSamples || other.hasSamples) || !(section.selected || other.selected)) continue;
     if (!known) {
       result.alone[side].push_back(name);
@@ -69,6 +72,7 @@ SectionPairs pairSections(const LogPair<LogSource*>& sources, const Selection& s
   const auto sampledA = sampledIn(*sources.a, sections.a);
   const auto sampledB = sampledIn(*sources.b, sections.b);
   SectionPairs result;
+  // Recorders may name the same data differently, and with one section each there is no doubt.
   if (sampledA.size() == 1 && sampledB.size() == 1) {
     result.pairs.push_back({sampledA.front(), sampledB.front()});
   } else if (sources.a->kind != LogKind::BLACKBOX) {

@@ -8,6 +8,7 @@ namespace logtool {
 
 namespace {
 
+/// The answer as programs read it; scripts rely on these words.
 const char* answerName(DiffResult::Answer answer) {
   switch (answer) {
     case DiffResult::SAME: return "same";
@@ -16,6 +17,7 @@ const char* answerName(DiffResult::Answer answer) {
   }
 }
 
+/// The first difference: either with the log that alone has the record, or with the values of both logs.
 Json firstJson(const std::optional<FirstDifference>& first) {
   if (!first) return nullptr;
   if (first->onlyIn) {
@@ -27,6 +29,8 @@ Json firstJson(const std::optional<FirstDifference>& first) {
 Json differencesJson(const SectionDiff& part) {
   Json list = Json::array();
   for (const auto& [name, difference] : part.differences) {
+    // Becomes null below if it is not finite, because JSON has neither NaN nor infinity. The distance of
+    // two huge values may be too large for a double.
     const auto largest = static_cast<double>(difference.largest);
     list.push_back({{"name", name},
                     {"records", difference.records},
@@ -36,6 +40,7 @@ Json differencesJson(const SectionDiff& part) {
   return list;
 }
 
+/// What one log contributes to a compared pair of sections.
 Json recordsJson(const SectionDiff& part, Side side) {
   const std::optional<std::string>& section = part.sections[side];
   const ComparedRecords& log = part.logs[side];
@@ -51,6 +56,7 @@ Json partJson(const SectionDiff& part) {
           {"a", recordsJson(part, Side::A)},
           {"b", recordsJson(part, Side::B)},
           {"pairs", part.pairs},
+          // Only their number: a flight has more than a hundred variables, which `info` names.
           {"sharedVariables", part.sharedVariables.size()},
           {"first", firstJson(part.first)},
           {"differences", differencesJson(part)},
@@ -60,6 +66,7 @@ Json partJson(const SectionDiff& part) {
 Json fileJson(const DiffResult& result, Side side) {
   const std::optional<LogEnd>& end = result.ends[side];
   Json object = {{"file", result.files[side]},
+                 // Null for a log that was not read to its end, which is not the same as a whole log.
                  {"end", end ? endJson(*end) : Json(nullptr)},
                  {"sectionsAlone", result.sectionsAlone[side]}};
   addUnusual(result.unusual[side], object);
@@ -69,6 +76,7 @@ Json fileJson(const DiffResult& result, Side side) {
 }  // namespace
 
 void writeJson(std::ostream& out, const DiffResult& result) {
+  // "error" is always there, null without trouble, so that a program need not ask for the key.
   Json object = {{"answer", answerName(result.answer())}, {"error", nullptr}};
   if (const auto trouble = result.trouble()) object["error"] = trouble->where + ": " + trouble->reason;
   object["records"] = result.ofCalls ? "calls" : "steps";

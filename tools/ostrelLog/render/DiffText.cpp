@@ -11,9 +11,10 @@ namespace logtool {
 
 namespace {
 
+// Enough to recognise what is missing; logs of different versions can differ in very many names.
 constexpr std::size_t NAMES_LISTED = 8;
 
-/// The singular of what the logs hold.
+/// The singular of what the records and their values are called, here and below.
 const char* recordNoun(const DiffResult& result) {
   return result.ofCalls ? "call" : "step";
 }
@@ -32,6 +33,7 @@ std::pair<const char*, std::string> sectionsText(const SectionNames& sections) {
   return {};
 }
 
+/// The first difference in one line. Names in it are still as in the log: the caller makes them printable.
 std::string firstText(const DiffResult& result, const FirstDifference& first) {
   const std::string index = "index " + std::to_string(first.index) + ", ";
   if (first.onlyIn) {
@@ -68,6 +70,8 @@ void writeNamesAlone(std::ostream& out, const char* noun, const Names& names, Si
 /// The number with six digits; "-" for NaN, where there is nothing to measure.
 std::string distanceText(long double distance) {
   if (std::isnan(distance)) return "-";
+  // Room for the longest result, such as 1.23457e+308. std::to_chars ignores the locale and the format
+  // that the stream has.
   std::array<char, 32> text;
   const auto end = std::to_chars(text.data(), text.data() + text.size(), static_cast<double>(distance),
                                  std::chars_format::general, 6)
@@ -77,6 +81,7 @@ std::string distanceText(long double distance) {
 
 void writeTable(std::ostream& out, const DiffResult& result, const SectionDiff& part) {
   if (part.differences.empty()) return;
+  // The "s" of the plural stands in the ninth column, below which the numbers end.
   out << "  " << std::setw(8) << recordNoun(result) << "s  largest       from index  difference in\n";
   for (const auto& [name, difference] : part.differences) {
     out << "  " << std::setw(9) << difference.records << "  " << std::left << std::setw(12)
@@ -85,12 +90,14 @@ void writeTable(std::ostream& out, const DiffResult& result, const SectionDiff& 
   }
 }
 
+/// How much was compared: "100 steps, 3 variables".
 std::string comparedText(const DiffResult& result, const SectionDiff& part) {
   return counted(part.pairs, recordNoun(result)) + ", " +
          counted(part.sharedVariables.size(), variableNoun(result));
 }
 
 void writeSame(std::ostream& out, const DiffResult& result, const SectionDiff& part) {
+  // The part of a damaged log that could not be read may differ.
   out << (result.whole() ? "same: " : "no difference up to the end of what can be read: ")
       << comparedText(result, part);
   const auto [label, names] = sectionsText(part.sections);
@@ -102,11 +109,12 @@ std::string recordsText(const DiffResult& result, const SectionDiff& part, Side 
   return counted(part.logs[side].records, recordNoun(result));
 }
 
-/// The row with the sections. Of several pairs, each one's row also says what was compared.
+/// Writes the row with the sections. Of several pairs, each one's row also says what was compared.
 void writeSections(std::ostream& out, const DiffResult& result, const SectionDiff& part) {
   const auto [label, names] = sectionsText(part.sections);
   if (names.empty()) return;
   out << "  " << label << ": " << names;
+  // With a single pair, the rows of the files and the line "same" say it.
   if (result.parts.size() > 1) {
     out << (part.same() ? ", same: " + comparedText(result, part)
                         : ", " + recordsText(result, part, Side::A) + " in A, " +
@@ -115,6 +123,8 @@ void writeSections(std::ostream& out, const DiffResult& result, const SectionDif
   out << "\n";
 }
 
+/// Suggests `--by-record` where gaps in one index keep the steps apart, as between a log with gaps and the
+/// log of its replay.
 void writeHint(std::ostream& out, const SectionDiff& part) {
   const auto gaps = part.keptApartByGapsOf();
   if (!gaps) return;

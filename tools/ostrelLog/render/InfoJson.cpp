@@ -20,6 +20,7 @@ Json indexJson(const LayoutSummary& part) {
   Json listed = Json::array();
   for (const Gap& gap : records.firstGaps) listed.push_back(gapJson(gap));
   Json gaps = {{"count", records.gapCount}, {"missing", records.missing}, {"first", listed}};
+  // Null instead of a gap of 0 steps, which could be taken for one.
   gaps["largest"] = records.gapCount == 0 ? Json(nullptr) : gapJson(records.largest);
   return {{"first", records.first},
           {"last", records.last},
@@ -33,6 +34,7 @@ Json variablesJson(const RecordLayout& layout) {
   for (const telemetry::VarDesc& variable : layout.variables) {
     const ElementType* type = elementType(variable);
     list.push_back({{"name", variable.name},
+                    // Null for an unknown type; the sizes are known all the same.
                     {"type", type != nullptr ? Json(type->name) : Json(nullptr)},
                     {"elementBytes", variable.elementBytes},
                     {"elements", variable.count}});
@@ -46,6 +48,7 @@ Json partJson(const LayoutSummary& part) {
 }
 
 void addColumns(const LogSummary& log, Json& object) {
+  // All records of a continuous log have the same layout, so there is exactly one.
   object["columns"] = variablesJson(log.layouts.front().layout);
   object["index"] = indexJson(log.layouts.front());
 }
@@ -60,6 +63,7 @@ void addApis(const LogSummary& log, Json& object) {
   object["apis"] = std::move(apis);
   addUnusual(log.unusual, object);
   const IndexSummary& calls = log.records;
+  // Without calls there is no first and no last step.
   if (calls.count == 0) return;
   object["steps"] = {
       {"first", calls.first}, {"last", calls.last}, {"backwards", calls.backwards}, {"late", calls.late}};

@@ -19,6 +19,7 @@ std::string typeCounts(const std::vector<telemetry::VarDesc>& variables) {
   std::map<std::string, std::size_t> counts;
   for (const telemetry::VarDesc& variable : variables) ++counts[typeName(variable)];
   std::vector<std::pair<std::string, std::size_t>> sorted(counts.begin(), counts.end());
+  // Stable, so that types of the same frequency stay in the order of their names.
   std::stable_sort(sorted.begin(), sorted.end(),
                    [](const auto& a, const auto& b) { return a.second > b.second; });
   std::string text;
@@ -41,11 +42,13 @@ std::ostream& row(std::ostream& out, const char* label) {
   return out << "  " << std::left << std::setw(11) << label << std::right;
 }
 
+/// Ends a row; says first how often the index goes back, where it does.
 void writeBackwards(std::ostream& out, const IndexSummary& records) {
   if (records.backwards > 0) out << ", going back " << counted(records.backwards, "time");
   out << "\n";
 }
 
+/// Lists the gaps that the summary has kept; "..." stands for the others.
 void writeGaps(std::ostream& out, const IndexSummary& records) {
   row(out, "gaps");
   const char* separator = "";
@@ -90,11 +93,13 @@ void writeCalls(std::ostream& out, const LogSummary& log) {
   if (log.records.count > 0) out << ", steps " << log.records.first << " to " << log.records.last;
   writeBackwards(out, log.records);
   if (log.records.late > 0) {
+    // The log is not damaged, but its replay makes these calls at other steps than those recorded.
     const char* const them = log.records.late == 1 ? "it" : "them";
     row(out, "late") << counted(log.records.late, "call") << " behind a higher step: a replay makes "
                      << them << " at the highest step before " << them << "\n";
   }
   for (const LayoutSummary& api : log.layouts) {
+    // As wide as the labels of the other rows, so that the names line up with their texts.
     out << std::setw(11) << api.records.count << "  " << printable(api.layout.name) << "(";
     const char* separator = "";
     for (const telemetry::VarDesc& argument : api.layout.variables) {
@@ -117,6 +122,7 @@ void writeText(std::ostream& out, const LogSummary& log, bool everyColumn) {
     writeCalls(out, log);
   } else {
     for (const LayoutSummary& part : log.layouts) {
+      // A continuous log is like one section without a name.
       if (log.kind == LogKind::BLACKBOX) row(out, "section") << printable(part.layout.name) << "\n";
       writeLayout(out, part, everyColumn);
     }

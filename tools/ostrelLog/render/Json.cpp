@@ -18,6 +18,7 @@ const char* stateName(LogEnd::State state) {
 }  // namespace
 
 void addUnusual(const std::map<std::string, std::uint64_t>& unusual, Json& object) {
+  // Without anything unusual, the object gets no such key at all.
   for (const auto& [what, count] : unusual) {
     object["unusual"].push_back({{"records", count}, {"what", what}});
   }
@@ -32,6 +33,7 @@ Json endJson(const LogEnd& end) {
 }
 
 void print(std::ostream& out, const Json& value) {
+  // The default error handler would throw at bytes that are not UTF-8, which a damaged log may contain.
   out << value.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
 }
 

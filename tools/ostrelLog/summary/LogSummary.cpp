@@ -13,20 +13,23 @@ void IndexSummary::add(std::int64_t index) {
     ++repeated;
   } else if (index < last) {
     ++backwards;
-  } else if (index - last > 1) {
+  } else if (index - last > 1) {  // indices have 32 bits: the difference always fits
     const Gap gap{last, static_cast<std::uint64_t>(index - last - 1)};
     ++gapCount;
     missing += gap.missing;
+    // Only a larger one replaces it, so that of equal gaps the first one is named.
     if (gap.missing > largest.missing) largest = gap;
     if (firstGaps.size() < GAPS_LISTED) firstGaps.push_back(gap);
   }
   last = index;
+  // All records behind a step back count until the highest step is reached again.
   if (index < highest) ++late;
   highest = std::max(highest, index);
 }
 
 LogSummary summarize(LogSource& log) {
   LogSummary summary{log.file, log.kind, {}, {}, {}, {}, {}};
+  // Sections and APIs alternate in a log. Each one has its own sequence of steps, and so its own gaps.
   std::map<const RecordLayout*, IndexSummary> byLayout;
   for (Record record{}; log.next(record);) {
     summary.records.add(record.index);

@@ -14,6 +14,8 @@ namespace {
 
 /// The sections that `--section` names for the two logs.
 SectionNames sectionNames(const std::string& text) {
+  // A plain name stands for both logs. The first `=` separates, so the name of section A cannot contain
+  // one.
   const std::size_t separator = text.find('=');
   if (separator == std::string::npos) return {text, text};
   if (separator == 0 || separator + 1 == text.size()) {
@@ -52,6 +54,7 @@ CLI::App* Diff::addTo(CLI::App& program) {
     if (comparison.tolerance && !(*comparison.tolerance >= 0.0)) {  // NaN fails too
       throw CLI::ValidationError("--tolerance: must be 0 or more");
     }
+    // Here and not in run(), since wrong text is wrong usage and must be refused before any log is read.
     if (!section.empty()) comparison.sections = sectionNames(section);
   });
   return command;
@@ -59,6 +62,7 @@ CLI::App* Diff::addTo(CLI::App& program) {
 
 ExitStatus Diff::run() const {
   const DiffResult result = compare(options.files, options.comparison);
+  // What qualifies the answer goes to standard error, so that standard output holds the answer alone.
   for (const Side side : SIDES) {
     const auto& end = result.ends[side];
     if (end && end->state != LogEnd::WHOLE) report({result.files[side], end->text()});
@@ -68,11 +72,14 @@ ExitStatus Diff::run() const {
   }
   const std::optional<Fault> fault = result.trouble();
   if (fault) report(*fault);
+  // Text without a comparison behind it would read like an answer, above all the word "same". JSON has a
+  // key for the trouble.
   if (options.json) {
     writeJson(std::cout, result);
   } else if (!result.fault && !(fault && result.same())) {
     writeText(std::cout, result);
   }
+  // The status must not promise an answer that could not be written.
   if (!finishOutput()) return ExitStatus::TROUBLE;
   switch (result.answer()) {
     case DiffResult::SAME: return ExitStatus::SAME;

@@ -17,6 +17,7 @@ namespace {
 
 using Inspection = std::variant<LogSummary, Fault>;
 
+/// Reads one file. A log that is cut or damaged has a summary, too: of its good part.
 Inspection inspect(const std::string& file) {
   std::string reason;
   const std::unique_ptr<LogSource> source = openLog(file, reason);
@@ -74,6 +75,7 @@ ExitStatus Info::run() const {
     if (options.json) inspected.push_back(std::move(inspection));
   }
   if (options.json) writeJson(std::cout, inspected);
+  // Lost output is as bad as a file that could not be read: the caller did not learn what it asked for.
   return finishOutput() ? status : ExitStatus::UNREADABLE;
 }
 

@@ -12,7 +12,8 @@ namespace logtool {
 
 namespace {
 
-/// What is wrong with a seed's text. "Could not convert" would leave open which numbers are seeds.
+/// What is wrong with the text of a seed; empty when nothing is. The library's own message, "could not
+/// convert", would not say which numbers are allowed.
 std::string seedFault(const std::string& text) {
   std::uint64_t seed = 0;
   return parseNumber(text, seed) ? "" : "must be a whole number from 0 to 18446744073709551615";
@@ -37,6 +38,7 @@ CLI::App* Make::addTo(CLI::App& program) {
       ->type_name("V")
       ->capture_default_str();
   command->callback([this] {
+    // Checks that need several options, such as the number of steps, run when all of them are known.
     const std::string fault = optionsFault(options);
     if (!fault.empty()) throw CLI::ValidationError(fault);
   });
