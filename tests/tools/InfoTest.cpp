@@ -29,23 +29,24 @@ class InfoTest : public LogTool {
 
 TEST_F(InfoTest, DescribesLogsOfAllKinds) {
   writeLogsOfAllKinds();
-  expectRun(
-      "info --columns samples none calls replay",
-      {1,
-       "samples: legacy continuous log\n  variant    quad-x\n"
-       "  columns    1: 1 double\n    double   index\n  records    2\n"
-       "  index      4 to 7, 1 gap, 2 steps missing, the largest of 2 after 4\n"
-       "  gaps       2 after 4\n  end        whole\n"
-       "calls: legacy event log\n  variant    quad-x\n"
-       "  calls      3, steps 7 to 8, going back 1 time\n          2  land()\n          1  move(to, by)\n"
-       "  unusual    1 call with another number of arguments than the header names\n"
-       "  end        damaged at byte 231: a record of impossible size\n"
-       "replay: blackbox log\n  variant    quad-x\n  section    empty\n  variables  1: 1 bool[2]\n"
-       "    bool[2]  index\n  records    0, without an index\n  section    nav\n"
-       "  variables  4: 2 float, 1 int8, 1 type 1 of 2 bytes\n"
-       "    float    x??\n    int8     index\n    type 1 of 2 bytes odd\n    float    y\n"
-       "  records    2\n  index      5 to 6, no gaps\n  end        whole\n",
-       "ostrelLog: none: No such file or directory\n"});
+  expectRun("info --columns samples none calls replay",
+            {1,
+             "samples: legacy continuous log\n  variant    quad-x\n"
+             "  columns    1: 1 double\n    double   index\n  records    2\n"
+             "  index      4 to 7, 1 gap, 2 steps missing, the largest of 2 after 4\n"
+             "  gaps       2 after 4\n  end        whole\n"
+             "calls: legacy event log\n  variant    quad-x\n"
+             "  calls      3, steps 7 to 8, going back 1 time\n"
+             "  late       1 call behind a higher step: a replay makes it at the highest step before it\n"
+             "          2  land()\n          1  move(to, by)\n"
+             "  unusual    1 call with another number of arguments than the header names\n"
+             "  end        damaged at byte 231: a record of impossible size\n"
+             "replay: blackbox log\n  variant    quad-x\n  section    empty\n  variables  1: 1 bool[2]\n"
+             "    bool[2]  index\n  records    0, without an index\n  section    nav\n"
+             "  variables  4: 2 float, 1 int8, 1 type 1 of 2 bytes\n"
+             "    float    x??\n    int8     index\n    type 1 of 2 bytes odd\n    float    y\n"
+             "  records    2\n  index      5 to 6, no gaps\n  end        whole\n",
+             "ostrelLog: none: No such file or directory\n"});
 }
 
 TEST_F(InfoTest, DescribesLogsOfAllKindsAsJson) {
@@ -61,7 +62,7 @@ TEST_F(InfoTest, DescribesLogsOfAllKindsAsJson) {
      "apis": [{"name": "land", "records": 2, "arguments": []}, {"name": "move", "records": 1, "arguments": [
                  {"name": "to", "type": "double", "elementBytes": 8, "elements": 1},
                  {"name": "by", "type": "double", "elementBytes": 8, "elements": 1}]}],
-     "steps": {"first": 7, "last": 8, "backwards": 1},
+     "steps": {"first": 7, "last": 8, "backwards": 1, "late": 1},
      "unusual": [{"records": 1, "what": "with another number of arguments than the header names"}],
      "end": {"state": "damaged", "byte": 231, "reason": "a record of impossible size"}},
     {"file": "replay", "kind": "blackbox", "variant": "quad-x", "records": 2, "sections": [
@@ -109,6 +110,13 @@ const InfoRow LOGS[] = {
     {"SixGaps", INDEX + values({0, 2, 5, 8, 10, 12, 14}),
      indices("0 to 14, 6 gaps, 8 steps missing, the largest of 2 after 2\n"
              "  gaps       1 after 0, 2 after 2, 2 after 5, 1 after 8, 1 after 10, ...")},
+    {"CallsBehindAHigherStep",
+     callsOf(land(7) + land(3) + land(5) + land(7)),
+     {0,
+      "log: legacy event log\n  variant    quad-x\n  calls      4, steps 7 to 7, going back 1 time\n"
+      "  late       2 calls behind a higher step: a replay makes them at the highest step before them\n"
+      "          4  land()\n          0  move(to, by)\n  end        whole\n",
+      ""}},
     {"Text", "text", noLog("no flight log: neither the start of a blackbox log nor a legacy header")},
     {"Word", header("nentries : one\ntitles : x\n"),
      noLog("its 'nentries' entry in line 2 is no usable number: one")},
@@ -122,6 +130,7 @@ struct EndRow : Row {
   int records;
   std::string state;
   json byte;
+  json remainder = nullptr;
 };
 class InfoOnAnEnd : public LogTool, public testing::WithParamInterface<EndRow> {};
 
@@ -133,6 +142,7 @@ TEST_P(InfoOnAnEnd, CountsTheWholeRecordsBeforeIt) {
   EXPECT_EQ(log.at("records"), GetParam().records);
   EXPECT_EQ(log.at("end").at("state"), GetParam().state);
   EXPECT_EQ(log.at("end").at("byte"), GetParam().byte);
+  EXPECT_EQ(log.at("end").value("remainder", json()), GetParam().remainder);
 }
 
 const std::string SAMPLES = continuousHeader({"x", "y"}) + values({1, 2, 3, 4});
@@ -143,8 +153,8 @@ const std::string UNCLOSED = NAV.bytes, CLOSED = BlackboxBuilder(NAV).end().byte
 const std::size_t BLOCK_BYTES = 20 + 16 + 1;  // of a sample
 
 const EndRow ENDS[] = {
-    {"OneByteOfASample", SAMPLES + "x", 2, "cut", SAMPLES.size()},
-    {"AllButOneByteOfASample", cutBy(1, SAMPLES), 1, "cut", SAMPLES.size() - 16},
+    {"OneByteOfASample", SAMPLES + "x", 2, "cut", SAMPLES.size(), 1},
+    {"AllButOneByteOfASample", cutBy(1, SAMPLES), 1, "cut", SAMPLES.size() - 16, 15},
     {"WholeSamples", cutBy(16, SAMPLES), 1, "whole", nullptr},
     {"HeaderWithoutItsEnd", "-- Build infos\nnentries : 2\ntitles : x,y\n", 0, "cut", 41},
     {"FarMoreColumnsCounted", header("nentries : 3000000000\ntitles : x, y\n"), 0, "whole", nullptr},
@@ -156,6 +166,15 @@ const EndRow ENDS[] = {
     {"WrongByteInABlock", cutBy(1, UNCLOSED) + "?", 0, "damaged", UNCLOSED.size() - BLOCK_BYTES},
 };
 INSTANTIATE_ROWS(InfoOnAnEnd, ENDS);
+
+TEST_F(InfoTest, SaysHowManyBytesRemainBehindTheLastWholeSample) {
+  folder.write("log", INDEX + "123");
+  expectRun("info log", {3,
+                         "log: legacy continuous log\n  variant    not named\n  columns    1: 1 double\n"
+                         "  records    0\n  end        cut short after byte " +
+                             std::to_string(INDEX.size()) + ", 3 bytes of a record behind it\n",
+                         ""});
+}
 
 TEST_F(InfoTest, ReadsBlackboxLogsOfUpTo256Descriptions) {
   BlackboxBuilder log = NAV;

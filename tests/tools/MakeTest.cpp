@@ -44,7 +44,7 @@ TEST_F(MakeTest, IsReplayedIntoOutputsOfTheFlight) {
   expectRun("diff replay zeros --only outputs.vertical*",
             {1,
              "different\n  A: replay, 1000 steps\n  B: zeros, 1000 steps\n"
-             "  sections: navdata-replay in A, zeros in B\n"
+             "  section: navdata-replay in A\n"
              "  first: index 0, outputs.vertical_position: 0.007958635 in A, 0 in B\n"
              "      steps  largest       from index  difference in\n"
              "       1000  3.51826                0  outputs.vertical_position\n"
