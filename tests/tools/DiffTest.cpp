@@ -53,15 +53,13 @@ const std::string REPLAY = BlackboxBuilder()
                                .end()
                                .bytes;
 
-/// Logs whose section has another order of variables, or another name, from the second sample on.
+/// Logs whose section has another order of variables from the second sample on.
 BlackboxBuilder section() {
   return BlackboxBuilder().addSection(0, "nav", {INDEX, OUT}).sample(0, 0, 0, packed(1, 6));
 }
 const std::string UNCHANGED = section().sample(0, 0, 0, packed(2, 6)).end().bytes;
 const std::string REORDERED =
     section().changeSection(0, "nav", {OUT, INDEX}).sample(0, 0, 0, packed(6, 2)).end().bytes;
-const std::string RENAMED =
-    section().changeSection(0, "other", {INDEX, OUT}).sample(0, 0, 0, packed(2, 6)).end().bytes;
 
 /// A blackbox log of one sample of the variable v.
 template <class... Elements>
@@ -135,10 +133,6 @@ const DiffRow ROWS[] = {
     {"UnknownType", withV(77, short{7}), withV(77, short{519}), "", vDiffers("v[1]", "0", "2", "2")},
     {"SectionOfAThatIsReordered", REORDERED, UNCHANGED, "", same("2 steps, 2 variables, section nav")},
     {"SectionOfBThatIsReordered", UNCHANGED, REORDERED, "", same("2 steps, 2 variables, section nav")},
-    {"SectionThatIsRenamed", UNCHANGED, RENAMED, "",
-     different("2 steps", "1 step",
-               "  section: nav\n  first: index 2, a step only in A\n  steps only in A: 1, from index 2\n"
-               "  sections only in B: 1 (other)\n")},
 
     {"ArgumentsByName", callsOf(move(3, 5, 6)), eventHeader("move", "2", "by, to") + event(3, 0, {6, 5}),
      "", same("1 call, 2 arguments")},
