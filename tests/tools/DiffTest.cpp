@@ -1,4 +1,7 @@
+#include <gmock/gmock.h>
+
 #include <cmath>
+#include <nlohmann/json.hpp>
 
 #include "LogTool.hpp"
 
@@ -13,9 +16,12 @@ ProgramResult trouble(const std::string& line, const std::string& out = "") {
   return {2, out, "ostrelLog: " + line + "\n"};
 }
 const std::string READABLE = "no difference up to the end of what can be read: ";
+ProgramResult different(const std::string& lines) {
+  return {1, "different\n" + lines, ""};
+}
 /// The lines below the names of the logs, which have so many steps or calls.
 ProgramResult different(const std::string& countA, const std::string& countB, const std::string& lines) {
-  return {1, "different\n  A: a, " + countA + "\n  B: b, " + countB + "\n" + lines, ""};
+  return different("  A: a, " + countA + "\n  B: b, " + countB + "\n" + lines);
 }
 /// The logs differ in one element of one record.
 ProgramResult oneDiffers(const std::string& element, const std::string& inA, const std::string& inB,
@@ -162,5 +168,111 @@ TEST_P(DiffTest, TellsWhatDiffers) {
   expectRun("diff a b " + GetParam().options, GetParam().result);
 }
 INSTANTIATE_ROWS(DiffTest, ROWS);
+
+/// A section of a blackbox log with one value of x for each of the steps from 0.
+struct Section {
+  std::string name;
+  std::vector<int> x;
+};
+
+std::string blackbox(const std::vector<Section>& sections) {
+  BlackboxBuilder log;
+  std::uint32_t id = 0;
+  for (const Section& section : sections) {
+    log.addSection(++id, section.name, {{"index", TLM_VAR_INT32, 1, 4}, {"x", TLM_VAR_INT32, 1, 4}});
+    int step = 0;
+    for (const int x : section.x) log.sample(id, 0, 0, packed(step++, x));
+  }
+  return log.end().bytes;
+}
+
+const std::string NAVDATA = blackbox({{"navdata", {1, 2}}});
+const std::string REPLAYED = blackbox({{"unused", {}}, {"navdata-replay", {1, 2}}});
+const std::string NAV_GPS = blackbox({{"nav", {1, 2}}, {"gps", {7}}});
+const std::string GPS_NAV = blackbox({{"gps", {7}}, {"nav", {1, 2}}});
+const std::string EMPTY = blackbox({{"nav", {}}});
+const std::string LEGACY = continuousHeader({"index", "x"}) + values({0, 1, 1, 2});
+
+const DiffRow PAIRINGS[] = {
+    {"OnlyOnesWithSamples", NAVDATA, REPLAYED, "",
+     same("2 steps, 2 variables, sections navdata in A, navdata-replay in B")},
+    {"SeveralBesideALegacyLog", NAV_GPS, LEGACY, "",
+     trouble("a: has several sections with samples, choose one with --section: gps, nav")},
+    {"NoneBesideALegacyLog", LEGACY, EMPTY, "", trouble("b: has no section with samples")},
+    {"ChosenBesideALegacyLog", NAV_GPS, LEGACY, "--section nav",
+     same("2 steps, 2 variables, section nav in A")},
+    {"InAnotherOrder", NAV_GPS, GPS_NAV, "",
+     same("1 step, 2 variables, section gps\nsame: 2 steps, 2 variables, section nav")},
+    {"OneOfTwoDiffers", NAV_GPS, blackbox({{"gps", {7}}, {"nav", {1, 5}}}), "",
+     different("  A: a\n  B: b\n  section: gps, same: 1 step, 2 variables\n"
+               "  section: nav, 2 steps in A, 2 steps in B\n  first: index 1, x: 2 in A, 5 in B\n"
+               "      steps  largest       from index  difference in\n"
+               "          1  3                      1  x\n")},
+    {"InOneLogOnly", NAV_GPS, blackbox({{"nav", {1, 2}}, {"wind", {7}}, {"sun", {7}}}), "",
+     different("  A: a, 2 steps\n  B: b, 2 steps\n  section: nav\n  sections only in A: 1 (gps)\n"
+               "  sections only in B: 2 (sun, wind)\n")},
+    {"NamedOne", NAV_GPS, GPS_NAV, "--section gps", same("1 step, 2 variables, section gps")},
+    {"NamedPair", NAV_GPS, REPLAYED, "--section nav=navdata-replay",
+     same("2 steps, 2 variables, sections nav in A, navdata-replay in B")},
+    {"NamedPairThatOneLogLacks", NAV_GPS, GPS_NAV, "--section nav=sun", trouble("b: has no section sun")},
+    {"NamedPairWithoutAName", NAV_GPS, GPS_NAV,
+     "--section nav=", trouble("--section: must be NAME or A=B (see ostrelLog --help)")},
+    {"TwoEmptyReplays", EMPTY, EMPTY, "",
+     trouble("a, b: nothing was compared: no section with samples in common")},
+    {"TwoEmptyReplaysByName", EMPTY, EMPTY, "--section nav",
+     trouble("a, b: nothing was compared: no step in common")},
+    {"NoCall", callsOf(""), callsOf(""), "", trouble("a, b: nothing was compared: no call in common")},
+};
+INSTANTIATE_TEST_SUITE_P(Pairings, DiffTest, testing::ValuesIn(PAIRINGS),
+                         testing::PrintToStringParamName());
+
+/// A blackbox log with one sample of one variable.
+std::string withSample(const VarDesc& variable, const std::string& sample) {
+  return BlackboxBuilder().addSection(0, "nav", {variable}).sample(0, 0, 0, sample).end().bytes;
+}
+const VarDesc V = {"v", TLM_VAR_INT32, 2, 4};
+const std::string V12 = withSample(V, packed(1, 2)), V19 = withSample(V, packed(1, 9));
+const std::string ACC = continuousHeader({"acc[0].x", "acc[1].x", "acc0.x"});
+
+const DiffRow VALUES[] = {
+    {"IndexInAPattern", ACC + values({1, 2, 3}), ACC + values({1, 8, 8}), "--only acc[0].*",
+     same("1 step, 1 variable")},
+    {"SetOfCharactersInAPattern", ACC + values({1, 2, 3}), ACC + values({1, 8, 3}), "--only acc[0-9].*",
+     same("1 step, 1 variable")},
+    {"OtherElement", V12, V19, "--only v[0]", same("1 step, 1 variable, section nav")},
+    {"SelectedElement", V12, V19, "--only v[1]",
+     different("  A: a, 1 step\n  B: b, 1 step\n  section: nav\n  first: index 0, v[1]: 2 in A, 9 in B\n"
+               "      steps  largest       from index  difference in\n"
+               "          1  7                      0  v[1]\n")},
+    {"FloatAndDouble", withSample({"x", TLM_VAR_FLOAT, 1, 4}, packed(0.1F)),
+     withSample({"x", TLM_VAR_DOUBLE, 1, 8}, packed(0.1)), "",
+     different("  A: a, 1 step\n  B: b, 1 step\n  section: nav\n"
+               "  first: index 0, x: 0.10000000149011612 (float) in A, 0.1 (double) in B\n"
+               "      steps  largest       from index  difference in\n"
+               "          1  1.49012e-09            0  x\n")},
+};
+INSTANTIATE_TEST_SUITE_P(Values, DiffTest, testing::ValuesIn(VALUES), testing::PrintToStringParamName());
+
+using DiffJson = LogTool;
+
+TEST_F(DiffJson, HoldsAllThatTheTextSays) {
+  folder.write("a", blackbox({{"nav", {1, 2, 3}}, {"sun", {}}, {"gps", {7}}}));
+  folder.write("b", blackbox({{"nav", {1, 5}}}));
+  EXPECT_EQ(nlohmann::json::parse(run("diff a b --json").out), nlohmann::json::parse(R"({
+    "answer": "different", "error": null, "records": "steps",
+    "a": {"file": "a", "end": {"state": "whole", "byte": null, "reason": ""}, "sectionsAlone": ["gps"]},
+    "b": {"file": "b", "end": {"state": "whole", "byte": null, "reason": ""}, "sectionsAlone": []},
+    "compared": [{"same": false, "pairs": 2, "sharedVariables": 2, "tryByRecord": false,
+      "a": {"section": "nav", "records": 3, "recordsAlone": 1, "firstAlone": 2, "variablesAlone": []},
+      "b": {"section": "nav", "records": 2, "recordsAlone": 0, "firstAlone": null, "variablesAlone": []},
+      "first": {"index": 1, "what": "x", "a": "2", "b": "5"},
+      "differences": [{"name": "x", "records": 1, "largest": 3.0, "firstIndex": 1}]}]})"));
+}
+
+using Version = LogTool;
+
+TEST_F(Version, IsTheReleaseWithAnyCommit) {
+  EXPECT_THAT(run("--version").out, testing::MatchesRegex("ostrelLog 1\\.0\\.0( .commit [0-9a-f]+.)?\n"));
+}
 
 }  // namespace
