@@ -23,13 +23,16 @@ OstrelEnv::OstrelEnv(const std::string& droneName, const std::string& droneMode,
     : registrator(sensorRegistry) {
   // Padding is part of the image that the library gets, and value-initialisation need not reach it.
   std::memset(&sensors, 0, sizeof(sensors));
+  // The fields are registered before the log is opened, because opening it binds its columns to them.
   introspect<sensors_data, Registrator>(registrator, sensors, "inputs.sensors");
   data = std::make_unique<ReplayData>(contBboxPath, sensorRegistry, LogFile::CONTENTS_CONTINUOUS);
 
+  // "true" allows the inputs to make their calls; without it they only describe the API.
   apiInput = std::make_unique<Api::Input>(true);
   for (Api::InputBase* input : *apiInput) input->registerArgs(eventRegistry);
   openEvents(eventBboxPath);
 
+  // Last, when nothing can fail any more: every earlier failure ends the process.
   OSTREL_new(settleVariant(droneName).c_str(), droneMode.c_str());
 }
 
@@ -79,9 +82,10 @@ std::string OstrelEnv::settleVariant(const std::string& droneName) const {
 }
 
 OstrelEnv::~OstrelEnv() {
+  // First, while everything that the library may still look at exists.
   OSTREL_delete();
-  // The library's own order: its inputs go before the readers that were bound to their arguments, which
-  // touch neither while they close.
+  // The inputs are destroyed before the readers that were bound to their arguments. That is safe, since a
+  // reader uses no argument while it closes.
   apiInput.reset();
   data.reset();
   events.reset();

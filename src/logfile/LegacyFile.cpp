@@ -8,8 +8,10 @@
 
 namespace {
 
+// The stream's own buffer of a few KiB would cost a system call for every few records.
 constexpr std::size_t BUFFER_BYTES = 128UL * 1024;
 
+/// Whether a line holds a marker, anywhere: other text may stand around it.
 bool contains(const std::string& line, const char* marker) {
   return line.find(marker) != std::string::npos;
 }
@@ -17,11 +19,13 @@ bool contains(const std::string& line, const char* marker) {
 }  // namespace
 
 LegacyFile::LegacyFile() : buffer(BUFFER_BYTES) {
+  // Before the file is opened: the stream ignores a buffer that comes later.
   file.rdbuf()->pubsetbuf(buffer.data(), static_cast<std::streamsize>(buffer.size()));
 }
 
 int LegacyFile::open(const std::string& logPath) {
   filePath = logPath;
+  // The standard does not promise that a stream sets errno, so it is cleared first and -EIO stands in.
   errno = 0;
   file.open(filePath, std::ios::binary);
   if (file.is_open()) return 0;
@@ -35,6 +39,7 @@ void LegacyFile::close() {
 HeaderText LegacyFile::readHeader() {
   HeaderText header;
   for (std::string line; !dataFound && readLine(line);) {
+    // The start line belongs to the header, so that it is looked at before the line is counted as preamble.
     header.started = header.started || contains(line, LegacyLayout::HEADER_START);
     if (!header.started) {
       ++header.preambleLines;
@@ -46,8 +51,10 @@ HeaderText LegacyFile::readHeader() {
     dataFound = contains(line, LegacyLayout::DATA_START);
   }
   header.complete = dataFound;
+  // A search that stopped at its limit did not see the end of the file, so the "-- Data" line may still come.
   const bool searchEnded = !dataFound && offset >= HeaderText::MAX_SEARCH_BYTES;
   header.beyondLimit = header.started && (searchEnded || (dataFound && header.truncated));
+  // Without a "-- Data" line there are no records; what was not read must not be taken for one.
   if (!dataFound) end();
   return header;
 }
@@ -68,6 +75,7 @@ bool LegacyFile::readLine(std::string& line) {
 }
 
 bool LegacyFile::read(double* values, std::size_t count) {
+  // After one failure the stream stays failed, which makes every later read fail too.
   if (!file.good()) return false;
   if (count == 0) return true;
   errno = 0;
@@ -84,6 +92,8 @@ bool LegacyFile::append(std::vector<double>& values, std::size_t count) {
 }
 
 bool LegacyFile::skip(std::uint64_t count) {
+  // The count comes from the file. Clamped, its size in bytes fits the stream's signed type; no file is that
+  // long.
   constexpr std::uint64_t most = std::numeric_limits<std::streamsize>::max() / sizeof(double);
   const auto bytes = static_cast<std::streamsize>(std::min(count, most) * sizeof(double));
   if (bytes == 0) return true;

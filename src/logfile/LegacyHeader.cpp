@@ -15,6 +15,7 @@ namespace {
 
 using Remarks = std::vector<HeaderRemark>;
 
+// What is returned by reference where there are no names.
 const std::vector<std::string> NO_NAMES;
 
 /// A decimal number at the start of `text`, as `convert` (strtol or strtoul) reads it: blanks and a sign
@@ -36,6 +37,7 @@ std::optional<unsigned long> parseColumnCount(const std::string& text) {
   return count;
 }
 
+/// The number of arguments of one API. It may be negative, which counts as 0 later on.
 std::optional<std::int32_t> parseArgumentCount(const std::string& text) {
   const std::optional<long> count = parseNumber(std::strtol, text);
   if (!count || *count < std::numeric_limits<std::int32_t>::min() ||
@@ -63,6 +65,7 @@ LegacyHeaderEntry::LegacyHeaderEntry(const std::string& headerLine, std::size_t 
     Ostrel::Utils::removeSpaces(pieces[0]);
     name = pieces[0];
   }
+  // Later pieces are dropped: a value ends at a second ':'.
   if (pieces.size() > 1) {
     Ostrel::Utils::removeSpaces(pieces[1]);
     if (!pieces[1].empty()) values = Ostrel::Utils::splitString(pieces[1], ',');
@@ -74,6 +77,7 @@ LegacyHeader::LegacyHeader(const std::string& text, std::size_t firstLine) {
   for (std::string line; std::getline(lines, line); ++firstLine) {
     LegacyHeaderEntry entry(line, firstLine);
     const std::string key = entry.name;
+    // emplace() leaves an existing key alone: the first line of a key counts.
     headerEntries.emplace(key, std::move(entry));
   }
 }
@@ -96,6 +100,7 @@ ParsedHeader<ContinuousFormat> ContinuousFormat::parse(const LegacyHeader& heade
     remarks.push_back(
         {HeaderRemark::EVENTS_FOR_CONTINUOUS, TYPE, EVENTS, header.headerEntries.at(TYPE).line});
   }
+  // The checks stop at the first fault, and their order is that of the lines that a replay logs.
   const LegacyHeaderEntry* titles = require(header, TITLES, remarks);
   if (titles == nullptr) return parsed;
   const LegacyHeaderEntry* count = require(header, NENTRIES, remarks);
@@ -106,6 +111,7 @@ ParsedHeader<ContinuousFormat> ContinuousFormat::parse(const LegacyHeader& heade
     remarks.push_back({HeaderRemark::NUMBER_UNUSABLE, NENTRIES, countText, count->line});
     return parsed;
   }
+  // The titles decide how many values a record has; the count is only checked against them.
   if (*columns != titles->values.size()) {
     remarks.push_back({HeaderRemark::COUNT_DIFFERS, NENTRIES, countText, count->line});
   }
@@ -114,6 +120,7 @@ ParsedHeader<ContinuousFormat> ContinuousFormat::parse(const LegacyHeader& heade
     remarks.push_back({HeaderRemark::KEY_MISSING, TITLES, {}, titles->line});
     return parsed;
   }
+  // make_unique can't reach the private constructor, which leaves parse() as the only way in.
   parsed.format.reset(new ContinuousFormat);
   parsed.format->entries = titles->values;
   return parsed;
@@ -163,6 +170,7 @@ void EventFormat::cutArgumentNames(const std::vector<std::string>& argumentNames
       const auto first = argumentNames.begin() + static_cast<std::ptrdiff_t>(slot);
       subEntry.assign(first, first + static_cast<std::ptrdiff_t>(names));
     }
+    // An API without arguments takes one slot too, which holds "none".
     slot += std::max<std::size_t>(names, 1);
   }
 }

@@ -20,6 +20,7 @@ namespace {
 /// More lines than this in front of a header are worth a warning.
 constexpr std::uint64_t MAX_SILENT_PREAMBLE = 6;
 
+/// The log line of one remark on a header.
 void logRemark(const HeaderRemark& remark) {
   switch (remark.kind) {
     case HeaderRemark::EVENTS_FOR_CONTINUOUS:
@@ -39,6 +40,7 @@ void logRemark(const HeaderRemark& remark) {
   }
 }
 
+/// Ends the process over a header that is longer than what is read of it.
 [[noreturn]] void exitBeyondLimit(const std::string& path) {
   log_print(LOG_TAG, LOG_ERR,
             "Input file %s has no \"-- Data\" line within its header's limit of %zu bytes", path.c_str(),
@@ -56,6 +58,7 @@ std::unique_ptr<Format> take(ParsedHeader<Format> parsed, const HeaderText& text
   return std::move(parsed.format);
 }
 
+/// Logs the key of every header line, also of lines that a reader ignores.
 void logKeys(const std::string& headerText) {
   std::istringstream lines(headerText);
   for (std::string line; std::getline(lines, line);) {
@@ -63,6 +66,7 @@ void logKeys(const std::string& headerText) {
   }
 }
 
+/// Logs the argument names of all APIs that the header counts arguments for.
 void logArguments(const EventFormat& format) {
   const std::vector<std::string>& apis = format.getEntries();
   for (std::size_t i = 0; i < std::min(format.countedApis(), apis.size()); ++i) {
@@ -89,15 +93,18 @@ LegacyReader::~LegacyReader() {
 }
 
 int LegacyReader::open(const char* logPath) {
+  // Every reason gives the same result, so that the caller logs the same line for all of them.
   if (file.open(logPath) < 0) return -EINVAL;
 
   const HeaderText text = readHeaderText();
+  // Splitting the text once more is only worth it when someone sees the lines.
   if (log_admits(LOG_TAG, LOG_DEBUG) != 0) logKeys(text.text);
   if (contents == LogFile::CONTENTS_CONTINUOUS) {
     openContinuous(text);
   } else {
     openEvents(text);
   }
+  // A read error has been reported already and explains the missing line.
   if (!text.complete && file.readError() == 0) {
     log_print(LOG_TAG, LOG_WARNING, "File %s has no \"%s\" line : it holds no record", file.path().c_str(),
               LegacyLayout::DATA_START);
@@ -116,6 +123,7 @@ HeaderText LegacyReader::readHeaderText() {
               file.path().c_str(), LegacyLayout::NAVDATA_SECTION);
   }
   if (header.preambleLines > MAX_SILENT_PREAMBLE) {
+    // The line prints an int; a larger count shows as the largest int.
     constexpr std::uint64_t mostShown = std::numeric_limits<int>::max();
     log_print(LOG_TAG, LOG_WARNING, "Input file %s has %d lines before its header, is it normal?",
               file.path().c_str(), static_cast<int>(std::min(header.preambleLines, mostShown)));
@@ -138,6 +146,7 @@ void LegacyReader::openEvents(const HeaderText& text) {
   if (log_admits(LOG_TAG, LOG_DEBUG) != 0) logArguments(*eventFormat);
   auto events = std::make_unique<LegacyEventSample>(*eventFormat);
   events->buildList(registry);
+  // The walk borrows the format, whose address stays the same when `format` takes it over below.
   records = std::make_unique<EventRecords>(file, *eventFormat);
   sample = std::move(events);
   format = std::move(eventFormat);
@@ -164,6 +173,7 @@ int LegacyReader::popSample() {
   sample->clear();
   if (fillSample(sample->getSampleSize()) < 0) {
     reportReadError();
+    // Some bytes were read, but not a whole record. An end between two records is normal.
     if (file.readError() == 0 && file.position() > start) {
       log_print(LOG_TAG, LOG_WARNING,
                 "Continuous file %s ends at byte %" PRIu64 " : the record there is damaged or cut short",
@@ -182,9 +192,11 @@ int LegacyReader::popSample(int index, std::vector<int>& events) {
   events.clear();
   while (true) {
     if (!readHeadAhead()) return -ENODATA;
+    // Calls recorded for steps that the continuous log leaves out are made now, with those of this step.
     if (sample->getIndex() > index) break;
     headAhead = false;
     if (!isRecord(records->readArguments(*sample, sample->getBoundSize()))) return -ENODATA;
+    // Calls of an API that the library lacks are read past.
     if (sample->getEventIndex() >= 0) events.push_back(sample->updateRegEntries());
   }
   return events.empty() ? -EAGAIN : static_cast<int>(events.size());
@@ -196,6 +208,7 @@ void LegacyReader::warnOfMissedCalls(std::int64_t nextStep) {
   std::int32_t firstStep = 0;
   while (readHeadAhead()) {
     headAhead = false;
+    // No argument is kept: the calls are only counted.
     if (!isRecord(records->readArguments(*sample, 0))) break;
     if (sample->getEventIndex() < 0 || sample->getIndex() == nextStep) continue;
     if (count++ == 0) firstStep = sample->getIndex();

@@ -28,6 +28,7 @@ EventRecords::State EventRecords::readHead(std::vector<double>& values) {
 }
 
 EventRecords::State EventRecords::readArguments(std::vector<double>& values, std::uint64_t wanted) {
+  // The recorded double is compared, not the integer made of it: that has wrapped when the size is negative.
   constexpr double headBytes = EVENT_HEAD_VALUES * sizeof(double);
   const double recordBytes = values[RECORD_BYTES];
   if (!std::isfinite(recordBytes) || recordBytes < headBytes) {
@@ -50,6 +51,7 @@ EventRecords::Oddity EventRecords::judge(const double* values) const {
     return UNNAMED_API;
   }
   if (head.argumentCount != format.getSubEntries(head.eventId).size()) return OTHER_ARGUMENT_COUNT;
+  // Without a fraction, the decoded integers are exactly equal to the recorded doubles.
   const double wholeBytes = static_cast<double>((EVENT_HEAD_VALUES + head.argumentCount) * sizeof(double));
   const bool isWhole =
       values[RECORD_BYTES] == wholeBytes && values[STEP] == head.step && values[EVENT_ID] == head.eventId;
@@ -59,5 +61,6 @@ EventRecords::Oddity EventRecords::judge(const double* values) const {
 /// Why the record that begins at `start` could not be read to its end.
 EventRecords::State EventRecords::failedRead() {
   if (file.readError() < 0) return UNREADABLE;
+  // A file that ends exactly between two records is whole.
   return file.position() > start ? CUT : END;
 }

@@ -12,6 +12,7 @@
 
 namespace {
 
+/// Logs the names that only the registry or only the log has.
 void logBinding(const ColumnBinding& binding) {
   if (!binding.notInFile.empty()) {
     log_print(LOG_TAG, LOG_WARNING, "%zu registered entries not found in file :", binding.notInFile.size());
@@ -26,6 +27,8 @@ void logBinding(const ColumnBinding& binding) {
   }
 }
 
+/// Logs how an API of the log differs from the library's. Calls with other arguments are replayed all the
+/// same; only those of an unknown API are not.
 void logBinding(const ApiBinding& api) {
   if (api.position < 0) {
     log_print(LOG_TAG, LOG_INFO,
@@ -41,6 +44,7 @@ void logBinding(const ApiBinding& api) {
   if (api.argumentsInFile != api.argumentsInLibrary) {
     log_print(
         LOG_TAG, LOG_ERR,
+        // The line is an interface, the missing blank in "argsthan" included.
         "API %s in log file has a different number (%zu) of argsthan was found in libOstrel (%zu), args in "
         "excess will be ignored.",
         api.name.c_str(), api.argumentsInFile, api.argumentsInLibrary);
@@ -73,6 +77,7 @@ std::int32_t LegacyEventSample::buildList(const DataRegistry& registry) {
   EventBinding binding = bindEvents(*format, registry);
   for (const ApiBinding& api : binding.apis) {
     logBinding(api);
+    // By event id; a negative position makes the reader skip the calls of an API that the library lacks.
     eventMap.push_back(api.position);
   }
   apiArgs = std::move(binding.arguments);
@@ -88,16 +93,19 @@ void LegacyEventSample::readHeader() {
   size = head.recordBytes;
   index = head.step;
   argCount = head.argumentCount;
+  // The id comes from the file, so it may be anything.
   const bool known = head.eventId >= 0 && static_cast<std::size_t>(head.eventId) < eventMap.size();
   eventIndex = known ? eventMap[static_cast<std::size_t>(head.eventId)] : -1;
 }
 
 std::uint64_t LegacyEventSample::getBoundSize() const {
   if (eventIndex < 0) return 0;
+  // Recorded arguments in excess are dropped; missing ones leave the library's value as it was.
   return std::min<std::uint64_t>(argCount, apiArgs[static_cast<std::size_t>(eventIndex)].size());
 }
 
 std::int32_t LegacyEventSample::updateRegEntries() {
+  // The reader calls this only for a known API, so the position is valid here.
   const std::vector<DataEntryBase*>& arguments = apiArgs[static_cast<std::size_t>(eventIndex)];
   for (std::size_t j = 0; j < getBoundSize(); ++j) {
     arguments[j]->fromRecord((*this)[getHeaderSize() + j]);

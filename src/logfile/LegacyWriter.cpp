@@ -21,7 +21,9 @@ std::string headerLine(const std::string& key, const std::vector<std::string>& v
   return line + "\n";
 }
 
+/// Writes what all headers share around the lines of one kind of log.
 int writeHeader(OutputFile& file, const LogOrigin& origin, const std::string& keyLines) {
+  // The description is the preamble, which readers ignore.
   const std::string header = origin.description + "\n" + headerLine(HEADER_START, {}) +
                              headerLine(TOOL, {"ostrelLog"}) + headerLine(NAVDATA_SECTION, {}) + keyLines +
                              headerLine(DATA_START, {});
@@ -35,8 +37,10 @@ int writeRecord(OutputFile& file, const std::vector<double>& record) {
 }  // namespace
 
 LegacyContinuousWriter::LegacyContinuousWriter(const DataRegistry& source) : columns(source.entryList) {
+  // "index" first, since people look for the step there; the others keep their name order.
   std::stable_partition(columns.begin(), columns.end(),
                         [](const DataEntryBase* entry) { return entry->name == "index"; });
+  // Once, so that writing a record allocates nothing.
   record.resize(columns.size());
 }
 
@@ -59,6 +63,7 @@ int LegacyContinuousWriter::write() {
 
 LegacyEventWriter::LegacyEventWriter() : inputs(false) {
   for (::Api::InputBase* input : inputs) input->registerArgs(registry);
+  // Freezing lists the APIs in name order, and their positions in that list become the event ids.
   registry.freeze();
   for (const DataEntryBase* entry : registry.entryList) apis.push_back({entry, argumentEntries(*entry)});
 }
@@ -76,6 +81,7 @@ int LegacyEventWriter::begin(OutputFile& target, const LogOrigin& origin) {
       types.emplace_back(argument->getTypeString());
       names.push_back(argument->name);
     }
+    // An API without arguments still takes one slot of both lists.
     if (api.arguments.empty()) {
       types.emplace_back("void");
       names.emplace_back("none");
@@ -92,15 +98,18 @@ int LegacyEventWriter::write(const ApiCall& call) {
   const auto api = std::find_if(apis.begin(), apis.end(),
                                 [&call](const Api& known) { return known.entry->name == call.api; });
   if (api == apis.end() || api->arguments.size() != call.arguments.size()) return -ENOSYS;
+  // The size is filled in at the end, when the number of arguments is known.
   record.assign(EVENT_HEAD_VALUES, 0.0);
   record[STEP] = call.step;
   record[EVENT_ID] = static_cast<double>(api - apis.begin());
+  // In the library's order, whatever the order in which the call names its arguments.
   for (DataEntryBase* entry : api->arguments) {
     const auto argument =
         std::find_if(call.arguments.begin(), call.arguments.end(),
                      [entry](const CallArgument& given) { return given.name == entry->name; });
     if (argument == call.arguments.end()) return -ENOSYS;
     double value = argument->value;
+    // Through the entry and back, so that the log holds what a replay of it will pass on.
     entry->fromRecord(value);
     record.push_back(entry->toRecordFormat());
   }

@@ -13,17 +13,21 @@
 
 namespace {
 
+// In bytes; large, since a log is written in many small records.
 constexpr std::size_t BUFFER_BYTES = 0x40000;
 constexpr int MOST_LINKS = 40;  // as the kernel has it
 
+// Of the type that a signal handler may write.
 volatile std::sig_atomic_t interruptedBy = 0;
 
+/// The signal handler. It only takes a note: write() acts on it, and the owner then cleans up.
 void interrupt(int signalNumber) {
   interruptedBy = signalNumber;
 }
 
 void catchInterruptions() {
   for (const int signalNumber : {SIGHUP, SIGINT, SIGTERM}) {
+    // A signal that the parent told us to ignore (nohup does) stays ignored.
     if (std::signal(signalNumber, interrupt) == SIG_IGN) std::signal(signalNumber, SIG_IGN);
   }
 }
@@ -32,6 +36,7 @@ void catchInterruptions() {
 std::string behindLinks(std::filesystem::path path) {
   std::error_code failure;
   for (int links = 0; links < MOST_LINKS && std::filesystem::is_symlink(path, failure); ++links) {
+    // A relative link counts from its own folder; an absolute one replaces the whole path.
     path = path.parent_path() / std::filesystem::read_symlink(path, failure);
   }
   return path.string();
@@ -39,6 +44,7 @@ std::string behindLinks(std::filesystem::path path) {
 
 /// The mode of a new file, as the process's umask has it.
 mode_t newFileMode() {
+  // The mask can only be read by setting it.
   const mode_t mask = umask(0);
   umask(mask);
   return 0666 & ~mask;
@@ -58,6 +64,7 @@ int OutputFile::open() {
   if (descriptor < 0) return descriptor;
   stream.reset(fdopen(descriptor, "wb"));
   if (!stream) {
+    // Kept, since close() may change it.
     const int error = errno;
     static_cast<void>(::close(descriptor));
     return -error;
@@ -74,16 +81,20 @@ int OutputFile::openTarget() {
   struct stat old = {};
   const bool exists = stat(target.c_str(), &old) == 0;
   if (exists && S_ISDIR(old.st_mode)) return -EISDIR;
+  // A device or a pipe can't be replaced by a rename.
   if (exists && !S_ISREG(old.st_mode)) {
     const int descriptor = ::open(target.c_str(), O_WRONLY | O_CLOEXEC);
     return descriptor >= 0 ? descriptor : -errno;
   }
+  // A rename asks for no permission on the old file, so a write-protected one is refused here.
   if (exists && access(target.c_str(), W_OK) != 0) return -errno;
 
+  // In the same folder, because a rename only works within one file system.
   std::string name = target + ".XXXXXX";
   const int descriptor = mkostemp(name.data(), O_CLOEXEC);
   if (descriptor < 0) return -errno;
   temporary = std::move(name);
+  // mkostemp() makes files that only their owner can read.
   static_cast<void>(fchmod(descriptor, exists ? old.st_mode & 07777 : newFileMode()));
   return descriptor;
 }
@@ -94,12 +105,14 @@ int OutputFile::write(const void* bytes, std::size_t count) {
 }
 
 int OutputFile::close() {
+  // The stream is gone even when closing fails, so it must not be closed again.
   return std::fclose(stream.release()) == 0 ? 0 : -errno;
 }
 
 int OutputFile::keep() {
   if (temporary.empty()) return 0;
   if (rename(temporary.c_str(), target.c_str()) != 0) return -errno;
+  // From now on there is nothing for the destructor to remove.
   temporary.clear();
   return 0;
 }

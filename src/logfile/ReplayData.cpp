@@ -22,9 +22,11 @@ bool LogFile::isTLMB(const std::string& path) {
 }
 
 ReplayData::ReplayData(const std::string& path, DataRegistry& registry, LogFile::Contents contents) {
+  // Before the registry is frozen, because a frozen registry takes no more entries.
   registry.reg<int>("index", &index);
   registry.freeze();
 
+  // The kind of file is told by its content, never by its name.
   reader.reset(LogFile::isTLMB(path) ? static_cast<LogFile::IReader*>(TlmbReader::create(&registry))
                                      : LegacyReader::create(registry, contents));
   if (!reader) {

@@ -14,6 +14,8 @@
 
 namespace {
 
+// The settings that the logging service follows. It opens a log at the moment when ENABLED becomes true, with
+// the directory and name set at that moment.
 constexpr const char* LOGNAME = "tlm-blackbox.logname";
 constexpr const char* LOGDIR = "tlm-blackbox.logdir";
 constexpr const char* FILTER = "tlm-blackbox.filter";
@@ -24,13 +26,16 @@ constexpr const char* ENABLED = "tlm-blackbox.enabled";
 
 TlmbExport::TlmbExport(LogFile::Contents kind) : contents(kind) {
   if (contents == LogFile::CONTENTS_CONTINUOUS) {
+    // Publishes the library's variables under the section name that the filter below admits.
     const int result = ostrel_log_tlmb_init("navdata-replay", 360000, 500);
     if (result < 0)
       log_print(LOG_TAG, LOG_WARNING, "Could not init Ostrel tlmb log : %s", errorText(result));
   }
   if (settings.ctx == nullptr) return;
   borrowSettings();
+  // Disabled first, so that no log is open while its directory and name change.
   set(ENABLED, false);
+  // Every second: a replay that is killed loses at most a second of its new log.
   set(FLUSHPERIOD, 1);
   set(FILTER, "navdata-replay;ostrellite");
 }
@@ -47,12 +52,14 @@ void TlmbExport::borrowSettings() {
     if (result < 0) log_print(LOG_TAG, LOG_WARNING, "Could not subscribe : %s", errorText(result));
     kvs_value_init(&settings.saved[key]);
   }
+  // Values can only be read once the service has answered the start, so that is waited for first.
   const int result = kvs_ctx_start(settings.ctx);
   if (result < 0) log_print(LOG_TAG, LOG_WARNING, "Could not start : %s", errorText(result));
   settings.waitAck(result);
   for (auto& [key, value] : settings.saved) {
     kvs_value current;
     kvs_value_init(&current);
+    // A key without a value leaves `current` empty, and putting an empty value back deletes the key.
     kvs_ctx_get(settings.ctx, key.c_str(), &current);
     kvs_value_copy(&value, &current);
   }
@@ -84,9 +91,11 @@ int TlmbExport::open(const char* path) {
   }
   const std::string& whole = newLog;
   const std::size_t slash = whole.rfind('/');
+  // The service joins directory and name itself, so a bare file name needs "." as its directory.
   const bool hasDirectory = slash != std::string::npos;
   set(LOGNAME, hasDirectory ? whole.substr(slash + 1).c_str() : whole.c_str());
   set(LOGDIR, hasDirectory ? whole.substr(0, slash).c_str() : ".");
+  // Last, because this is what opens the log.
   set(ENABLED, true);
   return 0;
 }
@@ -99,6 +108,7 @@ int TlmbExport::step() {
   // The data manager's record begins with the sensors that the replay has just copied there.
   const auto* inputs = reinterpret_cast<const sensors_data*>(Dravon3::data_manager());
   const int result = ostrel_log_tlmb_put(&inputs->imu.timestamp[0]);
+  // Only the first step reports it: a log that can not be written would otherwise give a line per step.
   if (result < 0 && !stepped) reportNoLog(result == -ENOENT ? "logging is off" : errorText(result));
   stepped = true;
   return result;

@@ -16,11 +16,13 @@ namespace {
 /// A log may describe any number of sections; this many names tell what it is.
 constexpr std::size_t MAX_SECTION_NAMES = 32;
 
+/// The name of the section to replay.
 std::string wantedSection() {
   const char* name = std::getenv("TLMB_SECTION_NAME");
   return name == nullptr ? "navdata" : name;
 }
 
+/// The address of the field behind an entry, or null when the entry is not a DataEntry<T>.
 template <class T>
 void* boundField(DataEntryBase* entry) {
   const auto* typed = dynamic_cast<DataEntry<T>*>(entry);
@@ -62,8 +64,10 @@ int TlmbReaderImpl::popSample() {
   if (!blackbox) return -ENODEV;
   sampleDone = false;
   int result = 0;
+  // A step of the telemetry library is one block of the log, and blocks of other sections come between.
   while (result == 0 && !sampleDone) result = blackbox->step();
   if (result != -ENOENT) return result;
+  // An end without an adopted section usually means a wrong TLMB_SECTION_NAME, so the names help.
   if (!adopted) warnOfMissingSection();
   return -ENODATA;
 }
@@ -87,6 +91,7 @@ void TlmbReaderImpl::sampleBegin(unsigned int /*id*/, const timespec* /*time*/, 
 void TlmbReaderImpl::sectionChanged(unsigned int id, const void* description, std::size_t size) {
   if (!blackbox) return;  // it is being deleted, and nothing will be read any more
   const std::string& name = blackbox->sectionNameOf(id, description, size);
+  // A section may change in the middle of a log; it is then mapped again.
   if (name == sectionName) doMapping(id);
   if (sectionNames.size() < MAX_SECTION_NAMES) sectionNames.insert(name);
 }
@@ -94,6 +99,7 @@ void TlmbReaderImpl::sectionChanged(unsigned int id, const void* description, st
 void TlmbReaderImpl::sample(unsigned int id, const timespec* /*time*/, unsigned int index,
                             const telemetry::VarDesc& /*descriptor*/, const void* bytes, std::size_t size) {
   if (!adopted || id != sectionId) return;
+  // Variables that no entry wants have no place in the plan.
   if (index >= copies.size() || copies[index].address == nullptr) return;
   const PlannedCopy& copy = copies[index];
   const std::size_t fitting =
@@ -139,6 +145,7 @@ int TlmbReaderImpl::planVariable(std::uint32_t index, const telemetry::VarDesc& 
   const auto found = registry->entries.find(variable.name);
   if (found == registry->entries.end()) return 0;
   DataEntryBase* entry = found->second;
+  // Entries are scalars; arrays are recorded as one variable for each element.
   if (variable.count > 1) {
     log_print(LOG_TAG, LOG_ERR, "Variables with count > 1 not supported");
     return -EINVAL;
@@ -148,6 +155,7 @@ int TlmbReaderImpl::planVariable(std::uint32_t index, const telemetry::VarDesc& 
               static_cast<int>(entry->type), static_cast<int>(variable.type));
     return 0;
   }
+  // Before the address is known: an entry that can't be filled fails the mapping anyway.
   unfilled.erase(entry);
   void* address = getDataEntryPtr(entry);
   if (address == nullptr) {
@@ -156,6 +164,8 @@ int TlmbReaderImpl::planVariable(std::uint32_t index, const telemetry::VarDesc& 
     return -EINVAL;
   }
   log_print(LOG_TAG, LOG_DEBUG, "Push %s in copy", variable.name.c_str());
+  // Of two descriptions for one position the first is kept. `copies` has the same content by position, since
+  // a search in the map for each value of each sample would be slow.
   if (copyPlan.emplace(index, address).second) {
     if (index >= copies.size()) copies.resize(std::size_t{index} + 1);
     copies[index] = {address, fieldWidth(entry->type)};
@@ -164,6 +174,7 @@ int TlmbReaderImpl::planVariable(std::uint32_t index, const telemetry::VarDesc& 
 }
 
 void TlmbReaderImpl::warnOfMissingSection() {
+  // popSample() reaches the end again each time that it is called.
   if (warned) return;
   warned = true;
   std::string seen;
@@ -172,6 +183,7 @@ void TlmbReaderImpl::warnOfMissingSection() {
             sectionName.c_str(), path.c_str(), seen.empty() ? "none" : seen.c_str());
 }
 
+/// Whether a recorded variable can be copied into an entry as it is: nothing is converted.
 bool TlmbReaderImpl::typesMatch(Types type, tlm_var_type tlmType) {
   switch (tlmType) {
     case TLM_VAR_BOOL: return type == TYPES_BOOL;
@@ -184,6 +196,7 @@ bool TlmbReaderImpl::typesMatch(Types type, tlm_var_type tlmType) {
     case TLM_VAR_INT64: return type == TYPES_INT64;
     case TLM_VAR_FLOAT: return type == TYPES_FLOAT;
     case TLM_VAR_DOUBLE: return type == TYPES_DOUBLE;
+    // 8-bit signed integers among them: no entry has that type.
     default: return false;
   }
 }
@@ -216,6 +229,7 @@ std::size_t TlmbReaderImpl::fieldWidth(Types type) {
     case TYPES_DOUBLE:
     case TYPES_INT64:
     case TYPES_UINT64: return 8;
+    // The 32-bit types, and the enumeration of trajectories, which is as wide.
     default: return 4;
   }
 }

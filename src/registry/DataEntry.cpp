@@ -9,10 +9,12 @@
 template <class T>
 int DataEntry<T>::registerToTlm(telemetry::Producer& producer) {
   log_print(LOG_TAG, LOG_DEBUG, "Registering %s into telemetry", name.c_str());
+  // One element, no flags, and no time stamps of its own: those of the section's samples count.
   return producer.regInternal(ptr, producer.section, name, entryTypeNames<T>.tlmType, sizeof(T), 1, 0,
                               nullptr, 1);
 }
 
+// All types that an entry can have, instantiated once for the tool and the library.
 template class DataEntry<bool>;
 template class DataEntry<float>;
 template class DataEntry<double>;

@@ -20,13 +20,16 @@ static_assert(sizeof(DataRegistry) == 112 && offsetof(DataRegistry, frozen) == 1
 DataRegistry::DataRegistry(std::string registryName) : name(std::move(registryName)) {}
 
 DataRegistry::~DataRegistry() {
+  // The map owns its entries through bare pointers, because the library walks this same map.
   for (const auto& [fullName, entry] : entries) delete entry;
 }
 
 void DataRegistry::freeze() {
+  // Freezing twice must not list the entries twice.
   if (frozen) return;
   frozen = true;
   entryList.reserve(entries.size());
+  // In name order, which fixes the positions that event ids and plans refer to.
   for (const auto& [fullName, entry] : entries) entryList.push_back(entry);
 }
 

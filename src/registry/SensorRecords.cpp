@@ -40,6 +40,8 @@ std::string element(const char* member, std::size_t index) {
   return std::string(member) + "[" + std::to_string(index) + "]";
 }
 
+// The names below are those of columns in recorded logs: a changed name makes old logs unreadable. Fields
+// that are not registered here are never recorded and keep their value through a replay.
 void introspectBaro(Registrator& registrator, sensor_baro_data& record, const std::string& name) {
   registrator.add(join(name, "flags"), record.flags);
   registrator.add(join(name, "temperature"), record.temperature);
@@ -102,6 +104,7 @@ template <>
 void introspect<sensor_imu_data, Registrator>(Registrator& registrator, sensor_imu_data& record,
                                               const std::string& name) {
   registrator.add(join(name, "nb_samples"), record.nb_samples);
+  // All places are registered, also those behind `nb_samples`, so that every log has the same columns.
   for (std::size_t i = 0; i < std::size(record.gyro); ++i) {
     registrator.add(join(name, element("temp", i)), record.temp[i]);
     introspect(registrator, record.gyro[i], join(name, element("gyro", i)));

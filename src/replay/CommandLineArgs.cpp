@@ -33,6 +33,7 @@ constexpr const char* USAGE =
     "change path to calibration files.\n"
     "\n";
 
+/// Prints the usage to standard output and ends the process.
 [[noreturn]] void exitWithUsage(const char* program, int status) {
   std::printf(USAGE, program);
   std::exit(status);
@@ -45,6 +46,7 @@ std::optional<struct stat> statusOf(const std::string& path) {
   return status;
 }
 
+/// Whether two paths lead to one existing file, by links or under several names.
 bool isSameFile(const std::string& one, const std::string& other) {
   const auto a = statusOf(one);
   const auto b = statusOf(other);
@@ -56,6 +58,7 @@ bool isDirectory(const std::string& path) {
   return status && S_ISDIR(status->st_mode);
 }
 
+/// The folder that has a folder of configuration for each variant, with a final slash.
 std::string configurationRoot() {
   const char* prefix = std::getenv("OSTREL_ROOT_DIR");
   return std::string(prefix == nullptr ? "" : prefix) + "/etc/ostrel/";
@@ -80,6 +83,7 @@ CommandLineArgs::CommandLineArgs(int argc, char** argv) {
   if (!droneMode.empty()) return;
 
   char property[SYS_PROP_VALUE_MAX] = {};
+  // A property that is not set gives "default"; only a store that can't be read is a failure.
   if (sys_prop_get("persist.running-mode", property, "default") < 0) {
     log_print(LOG_TAG, LOG_ERR, "Could not get running mode from properties");
     std::exit(EXIT_FAILURE);
@@ -88,6 +92,7 @@ CommandLineArgs::CommandLineArgs(int argc, char** argv) {
 }
 
 int CommandLineArgs::check() const {
+  // Existence only, so that an unreadable log is reported by its reader, with the reason.
   if (!statusOf(contBboxPath)) {
     log_print(LOG_TAG, LOG_ERR, "Continuous bbox file %s does not exist", contBboxPath.c_str());
     return -1;
@@ -96,6 +101,7 @@ int CommandLineArgs::check() const {
     log_print(LOG_TAG, LOG_ERR, "Event bbox file %s does not exist", eventBboxPath.c_str());
     return -1;
   }
+  // Without a name on the command line this checks the root itself: the variant is settled only later.
   if (!isDirectory(configurationRoot() + droneName)) {
     log_print(LOG_TAG, LOG_ERR, "No Ostrel configuration for %s", droneName.c_str());
     return -1;

@@ -6,17 +6,21 @@ namespace {
 
 constexpr int SIGNALS[] = {SIGHUP, SIGINT, SIGTERM};
 
+// Of the type that a signal handler may write; 0 while no signal has come.
 volatile std::sig_atomic_t received = 0;
 
 /// Makes `handler` that of every signal that is not ignored.
 void handleBy(void (*handler)(int)) {
   for (const int signalNumber : SIGNALS) {
+    // There is no call that only asks, so the handler is set first and taken back if it was ignored.
     if (std::signal(signalNumber, handler) == SIG_IGN) std::signal(signalNumber, SIG_IGN);
   }
 }
 
+/// The signal handler: takes a note for the replay loop, which ends after the step under way.
 void note(int signalNumber) {
   received = signalNumber;
+  // A second signal ends the process at once, in case the end of the replay itself hangs.
   handleBy(SIG_DFL);
 }
 
@@ -31,6 +35,7 @@ int Interruption::signal() {
 }
 
 void Interruption::raise(int signalNumber) {
+  // By the default action, so that a shell reports that the signal ended the process.
   std::signal(signalNumber, SIG_DFL);
   std::raise(signalNumber);
 }

@@ -32,8 +32,10 @@ int ReplayLoop::run() {
     runStep();
     last = env.data->index;
     hasRun = true;
+    // Gives other processes a chance to run between two steps; the replay keeps to no rate.
     usleep(1);
   }
+  // Only the data's end is normal. A negative index ends the loop too and is reported like an error.
   if (result == -ENODATA) {
     log_print(LOG_TAG, LOG_INFO, "Reached end of replay");
   } else {
@@ -54,6 +56,7 @@ int ReplayLoop::readSample() {
 /// Says when samples are missing in front of the one just read.
 void ReplayLoop::warnOfJump() {
   ReplayData& data = *env.data;
+  // 64 bits wide, since the difference of two indices from a file may not fit in 32.
   const std::int64_t steps = std::int64_t{data.index} - data.previousIndex;
   // Nothing is known of what came before the first sample, for which the previous index is 0.
   if (steps >= 2 && data.previousIndex >= 1) {
@@ -79,6 +82,7 @@ void ReplayLoop::replayEvents() {
     return;
   }
   for (const int input : stepInputs) {
+    // A reader is only an interface here, so its numbers are checked before they are used.
     if (input < 0 || static_cast<std::size_t>(input) >= events.inputs.size()) {
       log_print(LOG_TAG, LOG_WARNING, "No API input number %i, call skipped during step %i", input,
                 stepIndex);
@@ -95,6 +99,7 @@ void ReplayLoop::runStep() {
   OSTREL_process();
   if (newLog == nullptr) return;
   const int result = newLog->step();
+  // -ENOENT means that recording is off, which the export has reported once.
   if (result < 0 && result != -ENOENT) {
     log_print(LOG_TAG, LOG_ERR, "Error exporting replay at index %i : %s", env.data->index,
               errorText(result));

@@ -16,6 +16,7 @@ namespace {
 /// Bounds the memory that a log can ask for by describing ever more sections: as many as can exist at once.
 constexpr std::size_t MAX_LAYOUTS = 256;
 
+/// Bytes of one variable in a sample.
 std::size_t bytesOf(const telemetry::VarDesc& variable) {
   return variable.elementBytes * variable.count;
 }
@@ -24,6 +25,7 @@ bool sameVariable(const telemetry::VarDesc& a, const telemetry::VarDesc& b) {
   return a.name == b.name && a.type == b.type && a.count == b.count && a.elementBytes == b.elementBytes;
 }
 
+/// Turns the telemetry library's callbacks into records that are asked for one at a time.
 class BlackboxSource final : public LogSource, private telemetry::BlackboxReaderItfCb {
  public:
   explicit BlackboxSource(const std::string& path)
@@ -33,6 +35,7 @@ class BlackboxSource final : public LogSource, private telemetry::BlackboxReader
   int open() {
     const int result = reader->open(file);
     if (result != -EBADMSG) return result;
+    // The first word is that of a log, so it is one: damaged from the start, and without records.
     headDamaged = true;
     return 0;
   }
@@ -57,6 +60,7 @@ class BlackboxSource final : public LogSource, private telemetry::BlackboxReader
     }
     sampled = nullptr;
     int result = 0;
+    // A step is one block, which need not be a sample.
     while (result == 0 && sampled == nullptr && !tooManyLayouts) result = reader->step();
     if (sampled == nullptr) {
       judgeEnd(result);
@@ -66,7 +70,9 @@ class BlackboxSource final : public LogSource, private telemetry::BlackboxReader
     return true;
   }
 
+  /// Tells how the log ended from the last result of the telemetry library.
   void judgeEnd(int result) {
+    // The position is an extra of our own telemetry layer; another library may not have it.
     const auto* progress = dynamic_cast<const telemetry::BlackboxPosition*>(reader.get());
     std::optional<std::uint64_t> byte;
     if (progress != nullptr) byte = progress->position();
@@ -76,14 +82,17 @@ class BlackboxSource final : public LogSource, private telemetry::BlackboxReader
       ended(LogEnd::DAMAGED, byte);
     } else if (result != -ENOENT) {
       ended(LogEnd::UNREADABLE, byte, errorText(result));
+    // The library ends cut and closed logs alike; only a closed one has its END block.
     } else if (progress != nullptr && !progress->closed()) {
       ended(LogEnd::CUT, byte);
     }
   }
 
+  /// The step of the sample just read, as a replay would see it; counted where the section has none.
   std::int64_t indexOf(Section& section) {
     if (!section.index) return section.number++;
     const long double value = section.index->type->read(sample.data() + section.index->offset);
+    // By way of a double, like the index column of a legacy log, so that both kinds give the same steps.
     return fieldFromRecord<std::int32_t>(static_cast<double>(value));
   }
 
@@ -112,6 +121,7 @@ class BlackboxSource final : public LogSource, private telemetry::BlackboxReader
       layout.variables.push_back(variable);
     }
     layout.hasIndex = index.has_value();
+    // A section that changes gets another layout, because callers may still refer to the old one.
     sections[id] = {layoutOf(std::move(layout)), index};
     tooManyLayouts = sections[id].layout == nullptr;
   }
@@ -123,6 +133,7 @@ class BlackboxSource final : public LogSource, private telemetry::BlackboxReader
     const auto found = sections.find(id);
     if (found == sections.end()) return;
     const auto* first = static_cast<const unsigned char*>(bytes);
+    // Copied: the library's bytes are only valid during the callback.
     sample.assign(first, first + size);
     sampled = &found->second;
   }

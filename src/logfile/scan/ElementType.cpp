@@ -16,6 +16,7 @@ namespace {
 template <class T>
 T load(const unsigned char* bytes) {
   T value;
+  // Values are not aligned in a sample, so a cast of the pointer would be undefined.
   std::memcpy(&value, bytes, sizeof value);
   return value;
 }
@@ -31,6 +32,7 @@ long double readElement(const unsigned char* bytes) {
 
 template <class T>
 long double readRecordedElement(const unsigned char* bytes) {
+  // A recorded double counts as what it becomes in a field of type T.
   return static_cast<long double>(fieldFromRecord<T>(load<double>(bytes)));
 }
 
@@ -39,6 +41,7 @@ std::string printElement(long double value) {
   if constexpr (std::is_same_v<T, bool>) {
     return value != 0 ? "true" : "false";
   } else {
+    // Enough for the shortest text that reads back as the same double: 24 characters.
     std::array<char, 32> text;
     const auto end = std::to_chars(text.data(), text.data() + text.size(), static_cast<T>(value)).ptr;
     return {text.data(), end};
@@ -50,6 +53,7 @@ constexpr ElementType describe(tlm_var_type type, const char* name) {
   return {type, name, sizeof(T), readElement<T>, readRecordedElement<T>, printElement<T>};
 }
 
+// The types whose values can be compared and printed; typeName() tells others by their number.
 constexpr std::array<ElementType, 11> TYPES = {
     describe<bool>(TLM_VAR_BOOL, "bool"),           describe<std::uint8_t>(TLM_VAR_UINT8, "uint8"),
     describe<std::int8_t>(TLM_VAR_INT8, "int8"),    describe<std::uint16_t>(TLM_VAR_UINT16, "uint16"),
@@ -63,6 +67,7 @@ constexpr std::array<ElementType, 11> TYPES = {
 
 const ElementType* elementType(const telemetry::VarDesc& variable) {
   const auto found = std::find_if(TYPES.begin(), TYPES.end(), [&variable](const ElementType& known) {
+    // A damaged log may give a known type an impossible width.
     return known.type == variable.type && known.bytes == variable.elementBytes;
   });
   return found == TYPES.end() ? nullptr : &*found;

@@ -13,6 +13,7 @@
 
 namespace {
 
+/// Describes variables of these names: all values of a legacy log are doubles.
 std::vector<telemetry::VarDesc> doubles(const std::vector<std::string>& names) {
   std::vector<telemetry::VarDesc> variables;
   variables.reserve(names.size());
@@ -20,6 +21,7 @@ std::vector<telemetry::VarDesc> doubles(const std::vector<std::string>& names) {
   return variables;
 }
 
+/// The records of a continuous log. All have the same layout.
 class ContinuousSource final : public LogSource {
  public:
   ContinuousSource(std::unique_ptr<LegacyFile> opened, std::unique_ptr<ContinuousFormat> format)
@@ -37,6 +39,7 @@ class ContinuousSource final : public LogSource {
  private:
   bool read(Record& record) override {
     const std::uint64_t start = bytes->position();
+    // An end between two records is a whole log, unless the header had no "-- Data" line.
     if (!bytes->read(values.data(), values.size())) {
       if (bytes->readError() < 0) {
         ended(LogEnd::UNREADABLE, start, errorText(bytes->readError()));
@@ -56,6 +59,7 @@ class ContinuousSource final : public LogSource {
   std::int64_t number = 0;  ///< of the next record, in a log without an index
 };
 
+/// The records of an event log: one layout for each API, at the position of its event id.
 class EventSource final : public LogSource {
  public:
   EventSource(std::unique_ptr<LegacyFile> opened, std::unique_ptr<EventFormat> eventFormat)
@@ -102,6 +106,7 @@ class EventSource final : public LogSource {
         ended(LogEnd::UNREADABLE, records.start, errorText(bytes->readError()));
         break;
       default:
+        // Without its "-- Data" line the log was cut inside the header.
         if (!bytes->hasData()) ended(LogEnd::CUT, records.start);
     }
     return false;
@@ -123,11 +128,13 @@ class EventSource final : public LogSource {
   std::vector<double> values;  ///< the head's, then one per argument that the header names
 };
 
+/// The reason, in words, why a log with this fault can't be read.
 std::string describe(const HeaderRemark& fault) {
   if (fault.kind == HeaderRemark::NUMBER_UNUSABLE) {
     return "its '" + fault.key + "' entry in line " + std::to_string(fault.line) +
            " is no usable number: " + fault.text;
   }
+  // Line 0 means that the key is missing. The other fault of this kind is a "titles" line without names.
   return fault.line == 0 ? "its header has no '" + fault.key + "' entry" : "its header names no columns";
 }
 
@@ -150,6 +157,7 @@ std::unique_ptr<LogSource> openLegacy(const std::string& path, std::string& faul
     fault = errorText(result);
     return nullptr;
   }
+  // The header itself says which of the two kinds the log is, so it is parsed before a source is made.
   const HeaderText text = bytes->readHeader();
   const std::string beyondLimit = "its header has no \"-- Data\" line within the limit of " +
                                   std::to_string(HeaderText::MAX_BYTES) + " bytes";
