@@ -20,6 +20,7 @@ constexpr const char* LOGNAME = "tlm-blackbox.logname";
 constexpr const char* FILTER = "tlm-blackbox.filter";
 constexpr const char* FLUSHPERIOD = "tlm-blackbox.flushperiod";
 
+/// The time by which flushes are due. Monotonic, so that setting the clock neither stops nor hastens them.
 timespec now() {
   timespec time{};
   clock_gettime(CLOCK_MONOTONIC, &time);
@@ -39,6 +40,7 @@ bool isSettingsFile(const std::string& path) {
   const char* settings = std::getenv("KVS_FILE");
   if (settings == nullptr || *settings == '\0') return false;
   std::error_code failure;
+  // Also true for two names of one file.
   if (std::filesystem::equivalent(path, settings, failure)) return true;
   return resolved(path) == resolved(settings);  // it need not exist yet
 }
@@ -63,6 +65,7 @@ LoggingService::LoggingService(std::map<std::string, std::string> headerValues)
   for (const char* key : {ENABLED, LOGDIR, LOGNAME, FILTER, FLUSHPERIOD}) {
     kvs_ctx_subscribe(context, key, settingChanged, this);
   }
+  // The values of this moment are deliberately not read: only later changes count.
   kvs_ctx_start(context);
 }
 
@@ -90,9 +93,10 @@ void LoggingService::follow(const std::string& key, const kvs_value& value) {
   } else if (key == FILTER) {
     filter = text.value_or("");
   } else if (key == FLUSHPERIOD) {
+    // 0 means that only the writer's own buffer decides when to write.
     flushPeriod = value.type == KVS_TYPE_INT ? value.integer : 0;
   } else {
-    // Also when it was enabled before: the new directory and name stand for another log.
+    // An open log is closed as well, because the new directory and name may mean another one.
     closeLog();
     enabled = value.type == KVS_TYPE_BOOL && value.boolean;
     wasEnabled = wasEnabled || enabled;
@@ -100,6 +104,7 @@ void LoggingService::follow(const std::string& key, const kvs_value& value) {
   }
 }
 
+/// Takes over all changes that wait, in their order, without waiting for more.
 void LoggingService::takeSettings() {
   while (evl_loop_wait_and_process(loop, 0) > 0) {
   }
@@ -108,8 +113,9 @@ void LoggingService::takeSettings() {
 int LoggingService::put(const telemetry::Producer& producer, const timespec& time) {
   if (context == nullptr) return -ENOENT;
   takeSettings();
-  // Only who never asked for a log can do without a word: -ENOENT passes in silence.
+  // Callers do not report -ENOENT, so only a program that never asked for a log gets it.
   if (!enabled) return wasEnabled ? -ESHUTDOWN : -ENOENT;
+  // After a failed write nothing more is written, so that the log has no gap.
   if (status == 0) status = write(producer, time);
   return status;
 }
@@ -146,6 +152,7 @@ void LoggingService::openLog() {
 int LoggingService::write(const telemetry::Producer& producer, const timespec& time) {
   const auto [found, isNew] = sections.try_emplace(producer.section);
   Section& section = found->second;
+  // The filter is asked once per log; a later change of it counts for the next log.
   if (isNew && admits(producer.section)) {
     const std::vector<telemetry::VarDesc> variables = producer.descriptions();
     const int result = writer.addSection(producer.section, variables);
@@ -157,6 +164,7 @@ int LoggingService::write(const telemetry::Producer& producer, const timespec& t
   if (section.sample.empty()) return 0;  // left out by the filter
   producer.pack(section.sample.data());
   int result = writer.sample(section.id, time, section.sample.data(), section.sample.size());
+  // Noted before a flush, so that the flush can count it as written.
   unwritten.push_back({writer.sampleEnd(), section.index()});
   if (result == 0) result = flushWhenDue();
   noteWritten();
@@ -165,11 +173,12 @@ int LoggingService::write(const telemetry::Producer& producer, const timespec& t
 
 std::int64_t LoggingService::Section::index() const {
   std::int32_t number = 0;
+  // Copied, since the values of a sample are not aligned.
   if (indexOffset) std::memcpy(&number, &sample[*indexOffset], sizeof number);
   return number;
 }
 
-/// Keeps account of how far the log has come to the kernel.
+/// Forgets the samples that the kernel has by now, and notes the index of the last of them.
 void LoggingService::noteWritten() {
   while (!unwritten.empty() && unwritten.front().end <= writer.written()) {
     lastWhole = unwritten.front().index;
@@ -180,6 +189,7 @@ void LoggingService::noteWritten() {
 int LoggingService::flushWhenDue() {
   if (flushPeriod < 1) return 0;
   const timespec time = now();
+  // Whole seconds are precise enough for a period in seconds.
   if (time.tv_sec - lastFlush.tv_sec < flushPeriod) return 0;
   lastFlush = time;
   return writer.flush();
@@ -196,6 +206,7 @@ int LoggingService::closeLog() {
   const bool open = enabled && status == 0;
   enabled = false;
   status = 0;
+  // The next log describes its sections anew.
   sections.clear();
   const int result = writer.close();
   noteWritten();
@@ -208,7 +219,7 @@ int LoggingService::closeLog() {
   return open ? result : 0;
 }
 
-/// For a log that lacks samples which were put.
+/// Says up to which index a log is whole that lacks samples which were put.
 void LoggingService::reportWholePart() const {
   if (lastWhole) {
     log_print("blackboxlog", LOG_ERR, "New log %s is whole up to index %lli", path().c_str(),

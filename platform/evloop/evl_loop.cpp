@@ -49,6 +49,7 @@ evl_loop* evl_loop_new(void) {
 int evl_loop_wait_and_process(evl_loop* loop, int timeout_ms) {
   if (loop == nullptr) return -EINVAL;
 
+  // Without a limit the deadline means nothing and is not looked at.
   const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
   std::array<epoll_event, 16> events;  // more ready descriptors wait for the next call
   int ready = 0;
@@ -64,6 +65,7 @@ int evl_loop_wait_and_process(evl_loop* loop, int timeout_ms) {
     const epoll_event& event = events[static_cast<size_t>(i)];
     const uint64_t id = event.data.u64;  // a copy: a packed record's member can't be referred to
     const auto found = loop->watches.find(id);
+    // An earlier callback of this round has removed it.
     if (found == loop->watches.end()) continue;
     const Watch watch = found->second;  // a copy: the callback may remove the original
     watch.callback(watch.fd, event.events, watch.userdata);
@@ -77,6 +79,7 @@ int evl_loop_add_fd(evl_loop* loop, int fd, uint32_t events, evl_fd_cb callback,
 
   epoll_event event{};
   event.events = events;
+  // The kernel gives this number back with each event.
   event.data.u64 = loop->nextId;
   if (epoll_ctl(loop->epollFd, EPOLL_CTL_ADD, fd, &event) != 0) return -errno;
   loop->watches.emplace(loop->nextId++, Watch{fd, callback, userdata});

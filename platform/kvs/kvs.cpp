@@ -44,18 +44,22 @@ struct kvs_ctx {
 
 namespace {
 
+/// All contexts of the process, which share one store.
 std::vector<kvs_ctx*>& contexts() {
   // Never destroyed: the destructor of another static object may still release a context.
   static auto& all = *new std::vector<kvs_ctx*>;
   return all;
 }
 
+/// Adds an event to those that wait for the context's loop.
 void enqueue(kvs_ctx& ctx, const Event& event) {
+  // The oldest goes. The eventfd then counts one too many, for which deliver() finds no event.
   if (ctx.events.size() == KVS_EVENTS_MAX) ctx.events.pop_front();
   ctx.events.push_back(event);
   eventfd_write(ctx.wakeUp.get(), 1);
 }
 
+/// Calls the listener of the event's key, or the context's own.
 void call(kvs_ctx* ctx, const Event& event) {
   const auto subscription = ctx->subscriptions.find(event.key);
   const Listener listener = subscription != ctx->subscriptions.end() ? subscription->second : ctx->listener;
@@ -72,9 +76,11 @@ void call(kvs_ctx* ctx, const Event& event) {
 /// the context or take it off the loop.
 void deliver(int fd, uint32_t, void* userdata) {
   auto* ctx = static_cast<kvs_ctx*>(userdata);
+  // The eventfd is a semaphore: each read takes one, and it stays ready while more are left.
   eventfd_t one = 0;
   eventfd_read(fd, &one);
   if (ctx->events.empty()) return;  // dropped in the meantime
+  // Off the queue before the call, since the callback may stop the context, which clears the queue.
   const Event event = std::move(ctx->events.front());
   ctx->events.pop_front();
   call(ctx, event);
@@ -88,6 +94,7 @@ kvs_ctx* kvs_ctx_new_client(kvs_cb callback, void* userdata) {
     log_print("kvs", LOG_ERR, "Can't make a settings client: %s", strerror(errno));
     return nullptr;
   }
+  // Read for the first context only: later ones share its store, whatever the variable says then.
   const char* name = std::getenv("KVS_FILE");
   std::shared_ptr<kvs::SettingsFile> settings = !contexts().empty()
                                                     ? contexts().front()->settings
@@ -130,6 +137,7 @@ int kvs_ctx_start(kvs_ctx* ctx) {
 int kvs_ctx_stop(kvs_ctx* ctx) {
   if (ctx == nullptr) return -EINVAL;
   ctx->started = false;
+  // The eventfd keeps its count; deliver() passes over what has no event any more.
   ctx->events.clear();
   return 0;
 }
@@ -138,6 +146,7 @@ void kvs_ctx_destroy(kvs_ctx* ctx) {
   if (ctx == nullptr) return;
   if (ctx->loop != nullptr) evl_loop_remove_fd(ctx->loop, ctx->wakeUp.get());
   contexts().erase(std::find(contexts().begin(), contexts().end(), ctx));
+  // The last context releases the store, which writes its file.
   delete ctx;
 }
 
@@ -151,13 +160,16 @@ int kvs_ctx_get(kvs_ctx* ctx, const char* key, kvs_value* value) {
 int kvs_ctx_set(kvs_ctx* ctx, const char* key, const kvs_value* value) {
   if (ctx == nullptr || key == nullptr || !kvs::isKey(key) || value == nullptr) return -EINVAL;
   if (value->type < KVS_TYPE_NONE || value->type > KVS_TYPE_INT) return -EINVAL;
+  // A text without a NUL in its buffer is longer than a value can be.
   const bool isTooLong = strnlen(value->text, sizeof(value->text)) == sizeof(value->text);
   if (value->type == KVS_TYPE_STRING && isTooLong) return -EMSGSIZE;
 
   Event event{KVS_EVT_CHANGED, key, {}, *value};
+  // Read before the change; it stays empty for a new key.
   ctx->settings->get(key, event.before);
   if (const int result = ctx->settings->set(key, *value); result < 0) return result;
   for (kvs_ctx* client : contexts()) {
+    // The context that sets a key is told of it in any case: that event is its acknowledgement.
     if (client->started && (client == ctx || client->subscriptions.count(key) != 0))
       enqueue(*client, event);
   }
@@ -167,7 +179,7 @@ int kvs_ctx_set(kvs_ctx* ctx, const char* key, const kvs_value* value) {
 int kvs_ctx_set_string(kvs_ctx* ctx, const char* key, const char* text) {
   if (text == nullptr) return -EINVAL;
   kvs_value value{KVS_TYPE_STRING, 0, false, {}};
-  // Whole or as much as fits, which then lacks its NUL and is refused.
+  // A text that is too long is copied without its NUL, which kvs_ctx_set() refuses.
   std::memcpy(value.text, text, strnlen(text, sizeof(value.text)));
   return kvs_ctx_set(ctx, key, &value);
 }

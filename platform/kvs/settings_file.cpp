@@ -26,9 +26,11 @@ bool isControl(char c) {
   return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
 }
 
+/// The text as it stands in the file: %XX for everything that a line can't hold as it is.
 std::string escape(const std::string& text) {
   std::string escaped;
   for (size_t i = 0; i < text.size(); ++i) {
+    // A blank at either end is easily overlooked, or lost in an editor.
     const bool isOuterBlank = text[i] == ' ' && (i == 0 || i + 1 == text.size());
     const bool isPlain = !isControl(text[i]) && text[i] != '%' && !isOuterBlank;
     char code[4] = {text[i]};
@@ -50,6 +52,7 @@ std::string unescape(const std::string& escaped) {
   return text;
 }
 
+/// A value as `settings` holds it: the letter of its type, then a blank and the text, if there is one.
 std::string encode(const kvs_value& value) {
   switch (value.type) {
     case KVS_TYPE_BOOL: return value.boolean ? "b true" : "b false";
@@ -78,9 +81,11 @@ bool decode(const std::string& encoded, kvs_value& value) {
   return encode(value) == encoded;
 }
 
+/// The whole file. Sorted by key, since the map is, so that equal settings give equal files.
 std::string format(const std::map<std::string, std::string>& settings) {
   std::string bytes;
   for (const auto& [key, encoded] : settings) {
+    // The letter stands in front of the key, and the rest of the value behind it.
     bytes.append(1, encoded[0]).append(" ").append(key).append(encoded, 1).append("\n");
   }
   return bytes;
@@ -148,7 +153,9 @@ std::unique_ptr<SettingsFile> SettingsFile::open(const std::string& name) {
 }
 
 SettingsFile::~SettingsFile() {
+  // Settings in memory, or a file that never was locked: there is nothing to write.
   if (lock.get() < 0) return;
+  // An undisturbed file is not written, so a full disk or a lost right does no harm.
   if (settings != loaded) {
     if (const int result = replaceFile(path, format(settings)); result < 0) {
       log_print("kvs", LOG_ERR, "Can't write settings file %s, its settings stay as they were: %s",
@@ -204,6 +211,7 @@ void SettingsFile::parse(const std::string& bytes) {
     const size_t start = line.find_first_not_of(" \t\r");
     if (start == std::string::npos || line[start] == '#') continue;
 
+    // A line is "<letter> <key>[ <value>]", so the key starts at the third character.
     const size_t keyEnd = std::min(line.find(' ', 2), line.size());
     const std::string key = line.size() > 2 && line[1] == ' ' ? line.substr(2, keyEnd - 2) : "";
     const std::string encoded = line[0] + line.substr(keyEnd);
@@ -226,6 +234,7 @@ bool SettingsFile::get(const std::string& key, kvs_value& value) const {
 }
 
 int SettingsFile::set(const std::string& key, const kvs_value& value) {
+  // Changed in a copy, because the size of the file shows only afterwards.
   Settings changed = settings;
   if (value.type == KVS_TYPE_NONE) {
     changed.erase(key);

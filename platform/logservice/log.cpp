@@ -37,6 +37,7 @@ void writeWhole(std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t written = write(STDERR_FILENO, bytes.data(), bytes.size());
     if (written < 0 && (errno == EINTR || (errno == EAGAIN && waitForRoom()))) continue;
+    // A line that can't be written is lost. There is nowhere to report that.
     if (written <= 0) return;
     bytes.remove_prefix(static_cast<std::size_t>(written));
   }
@@ -55,6 +56,7 @@ __attribute__((format(printf, 3, 0))) void writeLine(const char* tag, int priori
   if (length >= 0) {
     std::string text(formatted, static_cast<std::size_t>(length));
     std::free(formatted);
+    // So that a text from a file can neither start a line of its own nor steer a terminal.
     std::replace_if(text.begin(), text.end(), isControl, '?');
     const std::string line = std::string(tag) + ": " + text;
     // The system log puts the program's name in front; the tag stays, since it need not be that name.
@@ -100,6 +102,7 @@ int levelFromEnvironment() {
 }  // namespace
 
 int log_admits(const char* /*tag: all have one level*/, int priority) {
+  // Read once, so that an unusable LOG_LEVEL is reported once.
   static const int level = levelFromEnvironment();
   return priority >= LOG_EMERG && priority <= level ? 1 : 0;
 }

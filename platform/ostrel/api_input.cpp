@@ -51,6 +51,7 @@ class Call : public InputBase {
   Call(bool replayed, const char* apiName, Operation called, Names... argumentNames)
       : InputBase(apiName), allowed(replayed), operation(called) {
     static_assert(sizeof...(Names) == sizeof...(Values));
+    // The registry keeps the addresses of the values, so that a reader writes the arguments directly.
     std::apply([&](Values&... value) { (arguments.reg(argumentNames, &value), ...); }, values);
     arguments.freeze();
   }
@@ -67,6 +68,7 @@ class Call : public InputBase {
     }
     Estimator* const estimator = Dravon3::runningEstimator();
     if (estimator == nullptr) return -ENODEV;
+    // Counted before the call, so that also a call without effect shows in the outputs.
     estimator->countCall();
     std::apply(operation, std::tuple_cat(std::make_tuple(estimator), values));
     return 0;
@@ -93,6 +95,7 @@ InputBase::InputBase(std::string apiName) : name(std::move(apiName)) {}
 InputBase::~InputBase() = default;
 
 Input::Input(bool replayed) {
+  // The order of this list does not matter, because APIs are found by name.
   const auto add = [&](const char* apiName, auto operation, auto... argumentNames) {
     owned.push_back(makeCall(replayed, apiName, operation, argumentNames...));
     inputs.push_back(owned.back().get());

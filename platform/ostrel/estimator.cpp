@@ -87,6 +87,7 @@ void Estimator::countCall() {
 }
 
 void Estimator::setMotorsArmed(bool armed) {
+  // Arming and disarming both end an emergency.
   if (!armed || outputs.state == FLIGHT_STATE_EMERGENCY) outputs.state = FLIGHT_STATE_LANDED;
   outputs.armed = armed ? 1 : 0;
 }
@@ -131,6 +132,7 @@ const estimator_outputs& Estimator::step(const std::byte* sensors) {
 
   const auto baro = load<sensor_baro_data>(sensors, offsetof(sensors_data, baro));
   if (within(baro.pressure, MIN_PRESSURE, MAX_PRESSURE)) {
+    // The first usable pressure counts as that of the ground, so heights are relative to the start.
     if (groundPressure == 0) groundPressure = baro.pressure;
     correctHeight((groundPressure - baro.pressure) / PASCALS_PER_METRE, BARO_BANDWIDTH, seconds);
   }
@@ -203,6 +205,7 @@ void Estimator::integrateSample(const Vector& rate, const Vector& force, double 
   position += speed * seconds;
 }
 
+/// Pulls height and climb toward a measured height, in metres. The gains damp the error critically.
 void Estimator::correctHeight(double measured, double bandwidth, double seconds) {
   const double gap = measured - position;
   position += 2 * bandwidth * seconds * gap;

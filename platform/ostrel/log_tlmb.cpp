@@ -30,6 +30,7 @@ class Publication {
   }
 
   int put(const timespec& time) {
+    // The count is already that of the steps run, and the index starts at 0.
     index = Dravon3::data_manager()->outputs.step_count - 1;
     return service.put(producer, time);
   }
@@ -66,6 +67,7 @@ class Publication {
   blackboxlog::LoggingService service;
 };
 
+// One at a time, as the interface has no handle.
 std::unique_ptr<Publication> publication;
 
 }  // namespace

@@ -36,6 +36,7 @@ const std::string& runningVariant() {
 
 int OSTREL_new(const char* variant, const char* mode) {
   if (variant == nullptr || mode == nullptr) return -EINVAL;
+  // One instance at a time, since there is one data manager.
   if (estimator) return -EEXIST;
   log_print("ostrel", LOG_DEBUG, "new instance for %s in mode %s", variant, mode);
   hardwareVariant = variant;

@@ -37,6 +37,7 @@ int readStore(std::string& text) {
   if (path == nullptr) return 0;
   // Non-blocking, so that a pipe without a writer doesn't hold the caller up: it reads as an empty file.
   const int file = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  // A missing store is an empty one.
   if (file < 0) return errno == ENOENT || errno == ENOTDIR ? 0 : -errno;
   const int result = readAll(file, text);
   close(file);
@@ -67,6 +68,7 @@ std::optional<std::string_view> lookUp(std::string_view store, std::string_view 
 // Stores `text` in a value buffer: its length, or a negated errno with the buffer left as it was.
 int store(std::string_view text, char* value) {
   if (text.size() >= SYS_PROP_VALUE_MAX) return -EMSGSIZE;
+  // The caller gets a C string, which would end at the NUL.
   if (text.find('\0') != std::string_view::npos) return -EILSEQ;
   value[text.copy(value, text.size())] = '\0';
   return static_cast<int>(text.size());

@@ -49,6 +49,7 @@ class Payload {
 
  private:
   const unsigned char* take(std::size_t size) {
+    // The size comes from the file, so it is checked before any pointer is moved by it.
     if (!fits() || size > left) return next = nullptr;
     const unsigned char* taken = next;
     next += size;
@@ -121,6 +122,7 @@ int BlackboxReader::open(const std::string& logPath) {
   status = readHead();
   std::map<std::string, std::string> values;
   if (status == 0) status = readHeaderValues(values);
+  // A log that is cut in its header is opened all the same; step() then reports its end.
   if (status < 0 && status != -ENOENT) {
     const int result = status;
     close();
@@ -147,6 +149,7 @@ void BlackboxReader::closeFile() {
 
 int BlackboxReader::step() {
   if (status == 0) status = readBlock();
+  // A result other than 0 stays in `status`, so that every later step gives it again.
   if (status == 0) status = deliverBlock();
   if (status == 0) consume(sizeof block + block.payloadBytes);
   return status;
@@ -172,9 +175,11 @@ const VarDesc& BlackboxReader::varDesc(unsigned int id, unsigned int index) cons
 /// Reads on until `bytes` bytes are there in one piece, or the file ends. 0 in both cases, or -errno.
 int BlackboxReader::fill(std::size_t bytes) {
   if (end - begin >= bytes) return 0;
+  // What is left of the last read moves to the front, so that the block lies in one piece.
   std::memmove(buffer.data(), data(), end - begin);
   end -= begin;
   begin = 0;
+  // Bounded: readBlock() refuses a length above the limit before it asks for the bytes.
   if (buffer.size() < bytes) buffer.resize(bytes);
   while (end < bytes) {
     const ssize_t got = read(file, buffer.data() + end, buffer.size() - end);
@@ -196,6 +201,7 @@ void BlackboxReader::consume(std::size_t bytes) {
   offset += bytes;
 }
 
+/// Reports a log that ends inside a block. The result is that of an ordinary end.
 int BlackboxReader::cutShort() const {
   log_print(logTag, LOG_WARNING, "%s: cut short after byte %" PRIu64 ", the end of its last whole block",
             path.c_str(), offset);
@@ -213,6 +219,7 @@ int BlackboxReader::readHead() {
   format::Preamble preamble{};
   const int result = fill(sizeof preamble);
   if (result < 0) return result;
+  // A file too short for the magic word is no blackbox log; one that ends behind it was cut.
   if (end < sizeof format::magic || std::memcmp(data(), format::magic, sizeof format::magic) != 0) {
     log_print(logTag, LOG_ERR, "%s: no blackbox log: byte 0 does not begin the magic word", path.c_str());
     return -EINVAL;
@@ -228,6 +235,7 @@ int BlackboxReader::readHead() {
   return 0;
 }
 
+/// Reads the first block, which must be the one of the header values.
 int BlackboxReader::readHeaderValues(std::map<std::string, std::string>& values) {
   const int result = readBlock();
   if (result < 0) return result;
@@ -235,6 +243,7 @@ int BlackboxReader::readHeaderValues(std::map<std::string, std::string>& values)
   Payload content(payload(), block.payloadBytes);
   for (auto left = content.number<std::uint32_t>(); left > 0 && content.fits(); --left) {
     std::string key = content.text();
+    // The first value of a key counts.
     values.emplace(std::move(key), content.text());
   }
   if (!content.whole()) return damaged("header values that do not fit");
@@ -248,6 +257,7 @@ int BlackboxReader::readBlock() {
   if (result < 0) return result;
   if (end - begin < sizeof block) return cutShort();
   std::memcpy(&block, data(), sizeof block);
+  // Before the length is used: a damaged length would look like a log that was cut.
   if (block.headerChecksum != format::headerChecksum(block))
     return damaged("checksum of the block's header");
   if (block.payloadBytes > format::maxPayloadBytes) return damaged("larger than any block");
@@ -260,6 +270,7 @@ int BlackboxReader::readBlock() {
   return 0;
 }
 
+/// Hands the block at `begin` to the callbacks, or says why it can't be what a log has there.
 int BlackboxReader::deliverBlock() {
   switch (block.kind) {
     case format::SECTION_ADDED:
@@ -275,6 +286,7 @@ int BlackboxReader::deliverBlock() {
   }
 }
 
+/// Takes over the description of a section, new or changed, and tells the callbacks of it.
 int BlackboxReader::describeSection() {
   const bool added = block.kind == format::SECTION_ADDED;
   if (added == (sections.count(block.section) != 0))
@@ -290,6 +302,7 @@ int BlackboxReader::describeSection() {
     variable.type = static_cast<tlm_var_type>(content.number<std::uint32_t>());
     variable.elementBytes = content.number<std::uint32_t>();
     variable.count = content.number<std::uint64_t>();
+    // Also bounds the loop: a count that is too large runs out of payload.
     if (!content.fits()) break;
     if (!format::addVariable(variable, section.sampleBytes))
       return damaged("a variable of impossible size");
@@ -330,7 +343,9 @@ int BlackboxReader::deliverSample() {
   return 0;
 }
 
+/// Ends the log at its END block. Bytes behind that block are damage.
 int BlackboxReader::endLog() {
+  // One byte more than the block, to see whether the file ends with it.
   const int result = fill(sizeof block + block.payloadBytes + 1);
   if (result < 0) return result;
   if (end - begin > sizeof block + block.payloadBytes)

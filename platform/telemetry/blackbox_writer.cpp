@@ -35,6 +35,7 @@ int BlackboxWriter::open(const std::string& path, const std::map<std::string, st
     return result;
   }
   status = 0;
+  // Counted from the beginning of the log, as blockEnd is.
   handedOver = 0;
 
   // Room for the largest sample on top of what is gathered, so that none allocates.
@@ -48,6 +49,7 @@ int BlackboxWriter::open(const std::string& path, const std::map<std::string, st
     putText(value);
   }
   int result = endBlock(format::HEADER, 0);
+  // Written at once, so that a file that can't be written fails here and not at a later step.
   if (result == 0) result = flush();
   if (result == 0) return 0;
   status = result;
@@ -70,6 +72,7 @@ int BlackboxWriter::addSection(const std::string& name, const std::vector<VarDes
   if (sampleBytes.size() == format::maxSections) return -ENOBUFS;
   std::size_t bytes = 0;
   for (const VarDesc& variable : variables) {
+    // Checked before anything is gathered, so that a refused section leaves no trace in the log.
     if (variable.elementBytes == 0 || variable.count == 0) return -EINVAL;
     if (!format::addVariable(variable, bytes)) return -EMSGSIZE;
   }
@@ -84,6 +87,7 @@ int BlackboxWriter::addSection(const std::string& name, const std::vector<VarDes
   }
   const auto id = static_cast<unsigned int>(sampleBytes.size());
   if (const int result = endBlock(format::SECTION_ADDED, id); result < 0) return result;
+  // Ids are positions in this list.
   sampleBytes.push_back(bytes);
   return static_cast<int>(id);
 }
@@ -107,6 +111,7 @@ int BlackboxWriter::flush() {
       written += static_cast<std::size_t>(count);
       handedOver += static_cast<std::uint64_t>(count);
     } else if (errno != EINTR) {
+      // A failure is final, because a reader could not go on behind a gap.
       return status = -errno;
     }
   }
@@ -119,7 +124,9 @@ int BlackboxWriter::close() {
     beginBlock();
     if (endBlock(format::END, 0) == 0) flush();
   }
+  // The state is reset whatever happens, so that the writer can open another log.
   int result = status;
+  // The first failure counts; the descriptor is gone even if close() fails.
   if (file >= 0 && ::close(file) < 0 && result == 0) result = -errno;
   file = -1;
   status = -EBADF;
@@ -130,6 +137,7 @@ int BlackboxWriter::close() {
 
 void BlackboxWriter::beginBlock() {
   blockStart = pending.size();
+  // Room for the header, which endBlock() fills in when size and checksum are known.
   pending.resize(blockStart + sizeof(format::BlockHeader));
 }
 

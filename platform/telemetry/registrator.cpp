@@ -17,6 +17,7 @@ int Registrator::regInternal(void* address, const std::string& /*section*/, cons
   const std::size_t bytes = elementBytes * count;
   totalBytes += bytes;
   const auto* const first = static_cast<const unsigned char*>(address);
+  // Variables that are neighbours in memory are copied as one run, because every step packs a sample.
   if (!runs.empty() && runs.back().first + runs.back().bytes == first) {
     runs.back().bytes += bytes;
   } else {
@@ -28,6 +29,7 @@ int Registrator::regInternal(void* address, const std::string& /*section*/, cons
 void Registrator::pack(void* sample) const {
   auto* out = static_cast<unsigned char*>(sample);
   for (const Run& run : runs) {
+    // In the order of registration, which is the order in which the section describes them.
     std::memcpy(out, run.first, run.bytes);
     out += run.bytes;
   }

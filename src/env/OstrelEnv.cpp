@@ -32,7 +32,7 @@ OstrelEnv::OstrelEnv(const std::string& droneName, const std::string& droneMode,
   for (Api::InputBase* input : *apiInput) input->registerArgs(eventRegistry);
   openEvents(eventBboxPath);
 
-  // Last, when nothing can fail any more: every earlier failure ends the process.
+  // Last, since the variant may come from either log, and both are open now.
   OSTREL_new(settleVariant(droneName).c_str(), droneMode.c_str());
 }
 
@@ -82,7 +82,7 @@ std::string OstrelEnv::settleVariant(const std::string& droneName) const {
 }
 
 OstrelEnv::~OstrelEnv() {
-  // First, while everything that the library may still look at exists.
+  // The library is deleted first, while everything that it may still look at exists.
   OSTREL_delete();
   // The inputs are destroyed before the readers that were bound to their arguments. That is safe, since a
   // reader uses no argument while it closes.

@@ -17,7 +17,7 @@ namespace {
 
 /// How long one request may stay unanswered before the replay goes on without an answer.
 constexpr milliseconds PATIENCE{5000};
-/// For a service that has left a request unanswered and not answered one since: a replay with an export
+/// The same once the service has left a request unanswered, until it answers again: a replay with an export
 /// makes about a dozen requests, which would otherwise cost PATIENCE each.
 constexpr milliseconds LITTLE_PATIENCE{50};
 
@@ -27,7 +27,7 @@ KvsHelper::KvsHelper() {
   loop = evl_loop_new();
   if (loop != nullptr) ctx = kvs_ctx_new_client(static_cb, this);
   if (ctx != nullptr && kvs_ctx_evl_loop_register(ctx, loop) < 0) {
-    kvs_ctx_destroy(ctx);  // it could never answer
+    kvs_ctx_destroy(ctx);  // without a loop no answer ever arrives
     ctx = nullptr;
   }
   // Only a warning: a replay without settings is still a replay, it just records no new log.
@@ -75,6 +75,5 @@ void KvsHelper::waitAck(int requested) {
               errorText(result < 0 ? result : -ETIMEDOUT));
     break;
   }
-  // The next request starts with nothing answered.
   waiting = true;
 }

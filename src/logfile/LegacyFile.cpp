@@ -39,7 +39,7 @@ void LegacyFile::close() {
 HeaderText LegacyFile::readHeader() {
   HeaderText header;
   for (std::string line; !dataFound && readLine(line);) {
-    // The start line belongs to the header, so that it is looked at before the line is counted as preamble.
+    // The marker is looked for first, because its line already belongs to the header.
     header.started = header.started || contains(line, LegacyLayout::HEADER_START);
     if (!header.started) {
       ++header.preambleLines;
@@ -51,10 +51,11 @@ HeaderText LegacyFile::readHeader() {
     dataFound = contains(line, LegacyLayout::DATA_START);
   }
   header.complete = dataFound;
-  // A search that stopped at its limit did not see the end of the file, so the "-- Data" line may still come.
+  // A search that stopped at its limit did not see the end of the file, so the "-- Data" line may still
+  // come.
   const bool searchEnded = !dataFound && offset >= HeaderText::MAX_SEARCH_BYTES;
   header.beyondLimit = header.started && (searchEnded || (dataFound && header.truncated));
-  // Without a "-- Data" line there are no records; what was not read must not be taken for one.
+  // Without a "-- Data" line there are no records, so the rest of the file must not be read as some.
   if (!dataFound) end();
   return header;
 }
@@ -92,8 +93,8 @@ bool LegacyFile::append(std::vector<double>& values, std::size_t count) {
 }
 
 bool LegacyFile::skip(std::uint64_t count) {
-  // The count comes from the file. Clamped, its size in bytes fits the stream's signed type; no file is that
-  // long.
+  // The count comes from the file. Clamped, its size in bytes fits the stream's signed type; no file is
+  // that long.
   constexpr std::uint64_t most = std::numeric_limits<std::streamsize>::max() / sizeof(double);
   const auto bytes = static_cast<std::streamsize>(std::min(count, most) * sizeof(double));
   if (bytes == 0) return true;

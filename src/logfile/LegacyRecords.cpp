@@ -28,7 +28,8 @@ EventRecords::State EventRecords::readHead(std::vector<double>& values) {
 }
 
 EventRecords::State EventRecords::readArguments(std::vector<double>& values, std::uint64_t wanted) {
-  // The recorded double is compared, not the integer made of it: that has wrapped when the size is negative.
+  // The recorded double is compared, not the integer made of it: that has wrapped when the size is
+  // negative.
   constexpr double headBytes = EVENT_HEAD_VALUES * sizeof(double);
   const double recordBytes = values[RECORD_BYTES];
   if (!std::isfinite(recordBytes) || recordBytes < headBytes) {
@@ -45,7 +46,7 @@ EventRecords::State EventRecords::readArguments(std::vector<double>& values, std
   return oddity == NONE ? WHOLE : UNUSUAL;
 }
 
-/// What is odd about the head, whose size nobody has looked at yet.
+/// What is unusual about the head. Its size has not been checked yet.
 EventRecords::Oddity EventRecords::judge(const double* values) const {
   if (head.eventId < 0 || static_cast<std::size_t>(head.eventId) >= format.getEntries().size()) {
     return UNNAMED_API;

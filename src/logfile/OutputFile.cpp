@@ -15,7 +15,7 @@ namespace {
 
 // In bytes; large, since a log is written in many small records.
 constexpr std::size_t BUFFER_BYTES = 0x40000;
-constexpr int MOST_LINKS = 40;  // as the kernel has it
+constexpr int MOST_LINKS = 40;  // the kernel's own limit on links in a row
 
 // Of the type that a signal handler may write.
 volatile std::sig_atomic_t interruptedBy = 0;
@@ -42,7 +42,7 @@ std::string behindLinks(std::filesystem::path path) {
   return path.string();
 }
 
-/// The mode of a new file, as the process's umask has it.
+/// The mode that the process's umask gives a new file.
 mode_t newFileMode() {
   // The mask can only be read by setting it.
   const mode_t mask = umask(0);
@@ -64,7 +64,6 @@ int OutputFile::open() {
   if (descriptor < 0) return descriptor;
   stream.reset(fdopen(descriptor, "wb"));
   if (!stream) {
-    // Kept, since close() may change it.
     const int error = errno;
     static_cast<void>(::close(descriptor));
     return -error;
@@ -112,7 +111,6 @@ int OutputFile::close() {
 int OutputFile::keep() {
   if (temporary.empty()) return 0;
   if (rename(temporary.c_str(), target.c_str()) != 0) return -errno;
-  // From now on there is nothing for the destructor to remove.
   temporary.clear();
   return 0;
 }

@@ -13,7 +13,7 @@
 #include "registry/LogTag.hpp"
 
 bool LogFile::isTLMB(const std::string& path) {
-  // Four bytes tell; the first word of a file that is no log may be as long as the file.
+  // Only four bytes are read, because the first word of another file may be as long as the file.
   std::ifstream file(path);
   char start[4] = {};
   file >> start[0];  // skips leading white space

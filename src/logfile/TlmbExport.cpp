@@ -14,8 +14,8 @@
 
 namespace {
 
-// The settings that the logging service follows. It opens a log at the moment when ENABLED becomes true, with
-// the directory and name set at that moment.
+// The settings that the logging service follows. It opens a log at the moment when ENABLED becomes true,
+// with the directory and name set at that moment.
 constexpr const char* LOGNAME = "tlm-blackbox.logname";
 constexpr const char* LOGDIR = "tlm-blackbox.logdir";
 constexpr const char* FILTER = "tlm-blackbox.filter";
@@ -35,7 +35,7 @@ TlmbExport::TlmbExport(LogFile::Contents kind) : contents(kind) {
   borrowSettings();
   // Disabled first, so that no log is open while its directory and name change.
   set(ENABLED, false);
-  // Every second: a replay that is killed loses at most a second of its new log.
+  // Every second, so that a replay that is killed loses about a second of its new log at most.
   set(FLUSHPERIOD, 1);
   set(FILTER, "navdata-replay;ostrellite");
 }
@@ -52,7 +52,7 @@ void TlmbExport::borrowSettings() {
     if (result < 0) log_print(LOG_TAG, LOG_WARNING, "Could not subscribe : %s", errorText(result));
     kvs_value_init(&settings.saved[key]);
   }
-  // Values can only be read once the service has answered the start, so that is waited for first.
+  // A service in another process may know the values only after the start, so its answer is awaited.
   const int result = kvs_ctx_start(settings.ctx);
   if (result < 0) log_print(LOG_TAG, LOG_WARNING, "Could not start : %s", errorText(result));
   settings.waitAck(result);
@@ -108,7 +108,7 @@ int TlmbExport::step() {
   // The data manager's record begins with the sensors that the replay has just copied there.
   const auto* inputs = reinterpret_cast<const sensors_data*>(Dravon3::data_manager());
   const int result = ostrel_log_tlmb_put(&inputs->imu.timestamp[0]);
-  // Only the first step reports it: a log that can not be written would otherwise give a line per step.
+  // Reported for the first step only; a log that can't be written would otherwise give a line per step.
   if (result < 0 && !stepped) reportNoLog(result == -ENOENT ? "logging is off" : errorText(result));
   stepped = true;
   return result;

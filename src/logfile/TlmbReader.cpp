@@ -13,7 +13,7 @@
 
 namespace {
 
-/// A log may describe any number of sections; this many names tell what it is.
+/// How many section names are kept for the warning: a log may describe any number of sections.
 constexpr std::size_t MAX_SECTION_NAMES = 32;
 
 /// The name of the section to replay.
@@ -164,8 +164,8 @@ int TlmbReaderImpl::planVariable(std::uint32_t index, const telemetry::VarDesc& 
     return -EINVAL;
   }
   log_print(LOG_TAG, LOG_DEBUG, "Push %s in copy", variable.name.c_str());
-  // Of two descriptions for one position the first is kept. `copies` has the same content by position, since
-  // a search in the map for each value of each sample would be slow.
+  // Of two descriptions for one position the first is kept. `copies` has the same content by position,
+  // since a search in the map for each value of each sample would be slow.
   if (copyPlan.emplace(index, address).second) {
     if (index >= copies.size()) copies.resize(std::size_t{index} + 1);
     copies[index] = {address, fieldWidth(entry->type)};

@@ -14,7 +14,7 @@ int DataEntry<T>::registerToTlm(telemetry::Producer& producer) {
                               nullptr, 1);
 }
 
-// All types that an entry can have, instantiated once for the tool and the library.
+// The types that an entry can have. Each needs its registerToTlm(), which only this file defines.
 template class DataEntry<bool>;
 template class DataEntry<float>;
 template class DataEntry<double>;

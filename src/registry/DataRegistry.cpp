@@ -29,7 +29,7 @@ void DataRegistry::freeze() {
   if (frozen) return;
   frozen = true;
   entryList.reserve(entries.size());
-  // In name order, which fixes the positions that event ids and plans refer to.
+  // In name order. Readers report API calls by these positions.
   for (const auto& [fullName, entry] : entries) entryList.push_back(entry);
 }
 

@@ -40,8 +40,8 @@ std::string element(const char* member, std::size_t index) {
   return std::string(member) + "[" + std::to_string(index) + "]";
 }
 
-// The names below are those of columns in recorded logs: a changed name makes old logs unreadable. Fields
-// that are not registered here are never recorded and keep their value through a replay.
+// The names below are column names in recorded logs: a changed name would no longer match older logs.
+// Fields that are not registered are never recorded and keep their value through a replay.
 void introspectBaro(Registrator& registrator, sensor_baro_data& record, const std::string& name) {
   registrator.add(join(name, "flags"), record.flags);
   registrator.add(join(name, "temperature"), record.temperature);

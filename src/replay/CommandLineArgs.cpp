@@ -92,7 +92,7 @@ CommandLineArgs::CommandLineArgs(int argc, char** argv) {
 }
 
 int CommandLineArgs::check() const {
-  // Existence only, so that an unreadable log is reported by its reader, with the reason.
+  // Only existence is checked: a log that can't be read is its reader's to report.
   if (!statusOf(contBboxPath)) {
     log_print(LOG_TAG, LOG_ERR, "Continuous bbox file %s does not exist", contBboxPath.c_str());
     return -1;

@@ -12,7 +12,7 @@ volatile std::sig_atomic_t received = 0;
 /// Makes `handler` that of every signal that is not ignored.
 void handleBy(void (*handler)(int)) {
   for (const int signalNumber : SIGNALS) {
-    // There is no call that only asks, so the handler is set first and taken back if it was ignored.
+    // std::signal() can't only ask, so the handler is set first and taken back if the signal was ignored.
     if (std::signal(signalNumber, handler) == SIG_IGN) std::signal(signalNumber, SIG_IGN);
   }
 }

@@ -22,7 +22,7 @@ ReplayLoop::ReplayLoop(OstrelEnv& environment, LogFile::IExport* exporter)
 int ReplayLoop::run() {
   int result = 0;
   while ((result = readSample()) >= 0) {
-    // Asked only when there is a sample: a signal behind the last step has nothing to cut short.
+    // Checked only after a sample was read, because a signal after the last step cuts nothing short.
     if (const int signal = Interruption::signal(); signal != 0) {
       log_print(LOG_TAG, LOG_WARNING, "Replay interrupted by signal %i after step %i", signal, last);
       return signal;
@@ -41,7 +41,7 @@ int ReplayLoop::run() {
   } else {
     log_print(LOG_TAG, LOG_WARNING, "Error on replay data read : %s", errorText(result));
   }
-  // Without any step there is none that the recording had ended before.
+  // When no step has run, every call in the event log counts as missed.
   constexpr std::int64_t noStep = std::numeric_limits<std::int64_t>::min();
   env.events->reader->warnOfMissedCalls(hasRun ? std::int64_t{last} + 1 : noStep);
   return 0;
@@ -73,7 +73,8 @@ void ReplayLoop::replayEvents() {
   std::vector<int> stepInputs;
   const int result = events.reader->popSample(stepIndex, stepInputs);
   if (result <= 0) {
-    // Nothing due, or a log that is over, loses nothing; calls met together with the end of the log do.
+    // No call is lost when nothing was due or the log had ended before. Calls that were read together with
+    // the end of the log are lost.
     const bool lost = result == -ENODATA ? !stepInputs.empty() : result < 0 && result != -EAGAIN;
     if (lost) {
       log_print(LOG_TAG, LOG_WARNING, "Error on replay event read during step %i : %s", stepIndex,

@@ -82,7 +82,7 @@ class BlackboxSource final : public LogSource, private telemetry::BlackboxReader
       ended(LogEnd::DAMAGED, byte);
     } else if (result != -ENOENT) {
       ended(LogEnd::UNREADABLE, byte, errorText(result));
-    // The library ends cut and closed logs alike; only a closed one has its END block.
+      // The library ends cut and closed logs alike; only a closed one has its END block.
     } else if (progress != nullptr && !progress->closed()) {
       ended(LogEnd::CUT, byte);
     }
