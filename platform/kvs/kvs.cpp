@@ -35,7 +35,8 @@ struct Event {
 struct kvs_ctx {
   Listener listener;
   std::shared_ptr<kvs::SettingsFile> settings;
-  kvs::UniqueFd wakeUp;  ///< an eventfd that counts the events that wait
+  /// Counts the events that wait.
+  kvs::UniqueFd wakeUp{eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC | EFD_SEMAPHORE)};
   evl_loop* loop = nullptr;
   bool started = false;
   std::map<std::string, Listener> subscriptions{};
@@ -44,71 +45,58 @@ struct kvs_ctx {
 
 namespace {
 
-/// All contexts of the process, which share one store.
 std::vector<kvs_ctx*>& contexts() {
   // Never destroyed: the destructor of another static object may still release a context.
   static auto& all = *new std::vector<kvs_ctx*>;
   return all;
 }
 
-/// Adds an event to those that wait for the context's loop.
 void enqueue(kvs_ctx& ctx, const Event& event) {
-  // The oldest goes. The eventfd then counts one too many, for which deliver() finds no event.
   if (ctx.events.size() == KVS_EVENTS_MAX) ctx.events.pop_front();
   ctx.events.push_back(event);
-  eventfd_write(ctx.wakeUp.get(), 1);
-}
-
-/// Calls the listener of the event's key, or the context's own.
-void call(kvs_ctx* ctx, const Event& event) {
-  const auto subscription = ctx->subscriptions.find(event.key);
-  const Listener listener = subscription != ctx->subscriptions.end() ? subscription->second : ctx->listener;
-  if (listener.callback == nullptr) return;
-
-  const bool isChange = event.kind == KVS_EVT_CHANGED;
-  const kvs_entry before{event.key.c_str(), &event.before};
-  const kvs_entry after{event.key.c_str(), &event.after};
-  listener.callback(ctx, event.kind, isChange ? &before : nullptr, isChange ? &after : nullptr,
-                    isChange ? 1 : 0, listener.userdata);
+  eventfd_write(ctx.wakeUp.fd, 1);
 }
 
 /// The loop's callback: delivers one event. The loop calls again while more wait, so a callback may stop
 /// the context or take it off the loop.
 void deliver(int fd, uint32_t, void* userdata) {
   auto* ctx = static_cast<kvs_ctx*>(userdata);
-  // The eventfd is a semaphore: each read takes one, and it stays ready while more are left.
   eventfd_t one = 0;
   eventfd_read(fd, &one);
   if (ctx->events.empty()) return;  // dropped in the meantime
-  // Off the queue before the call, since the callback may stop the context, which clears the queue.
   const Event event = std::move(ctx->events.front());
   ctx->events.pop_front();
-  call(ctx, event);
+
+  const auto subscription = ctx->subscriptions.find(event.key);
+  const Listener listener = subscription != ctx->subscriptions.end() ? subscription->second : ctx->listener;
+  if (listener.callback == nullptr) return;
+  const bool isChange = event.kind == KVS_EVT_CHANGED;
+  const kvs_entry before{event.key.c_str(), &event.before}, after{event.key.c_str(), &event.after};
+  listener.callback(ctx, event.kind, isChange ? &before : nullptr, isChange ? &after : nullptr,
+                    isChange ? 1 : 0, listener.userdata);
 }
 
 }  // namespace
 
 kvs_ctx* kvs_ctx_new_client(kvs_cb callback, void* userdata) {
-  kvs::UniqueFd wakeUp(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC | EFD_SEMAPHORE));
-  if (wakeUp.get() < 0) {
-    log_print("kvs", LOG_ERR, "Can't make a settings client: %s", strerror(errno));
-    return nullptr;
-  }
-  // Read for the first context only: later ones share its store, whatever the variable says then.
   const char* name = std::getenv("KVS_FILE");
   std::shared_ptr<kvs::SettingsFile> settings = !contexts().empty()
                                                     ? contexts().front()->settings
                                                     : kvs::SettingsFile::open(name != nullptr ? name : "");
   if (settings == nullptr) return nullptr;
-  auto* ctx = new kvs_ctx{{callback, userdata}, std::move(settings), std::move(wakeUp)};
-  contexts().push_back(ctx);
-  return ctx;
+  std::unique_ptr<kvs_ctx> ctx(new kvs_ctx{{callback, userdata}, std::move(settings)});
+  if (ctx->wakeUp.fd < 0) {
+    log_print("kvs", LOG_ERR, "Can't make a settings client: %s", strerror(errno));
+    return nullptr;
+  }
+  contexts().push_back(ctx.get());
+  return ctx.release();
 }
 
 int kvs_ctx_evl_loop_register(kvs_ctx* ctx, evl_loop* loop) {
   if (ctx == nullptr || loop == nullptr) return -EINVAL;
   if (ctx->loop != nullptr) return -EBUSY;
-  const int result = evl_loop_add_fd(loop, ctx->wakeUp.get(), EPOLLIN, deliver, ctx);
+  const int result = evl_loop_add_fd(loop, ctx->wakeUp.fd, EPOLLIN, deliver, ctx);
   if (result == 0) ctx->loop = loop;
   return result;
 }
@@ -116,7 +104,7 @@ int kvs_ctx_evl_loop_register(kvs_ctx* ctx, evl_loop* loop) {
 int kvs_ctx_evl_loop_unregister(kvs_ctx* ctx, evl_loop* loop) {
   if (ctx == nullptr || loop == nullptr || ctx->loop != loop) return -EINVAL;
   ctx->loop = nullptr;
-  return evl_loop_remove_fd(loop, ctx->wakeUp.get());
+  return evl_loop_remove_fd(loop, ctx->wakeUp.fd);
 }
 
 int kvs_ctx_subscribe(kvs_ctx* ctx, const char* key, kvs_cb callback, void* userdata) {
@@ -137,16 +125,14 @@ int kvs_ctx_start(kvs_ctx* ctx) {
 int kvs_ctx_stop(kvs_ctx* ctx) {
   if (ctx == nullptr) return -EINVAL;
   ctx->started = false;
-  // The eventfd keeps its count; deliver() passes over what has no event any more.
   ctx->events.clear();
   return 0;
 }
 
 void kvs_ctx_destroy(kvs_ctx* ctx) {
   if (ctx == nullptr) return;
-  if (ctx->loop != nullptr) evl_loop_remove_fd(ctx->loop, ctx->wakeUp.get());
+  if (ctx->loop != nullptr) evl_loop_remove_fd(ctx->loop, ctx->wakeUp.fd);
   contexts().erase(std::find(contexts().begin(), contexts().end(), ctx));
-  // The last context releases the store, which writes its file.
   delete ctx;
 }
 
@@ -160,16 +146,13 @@ int kvs_ctx_get(kvs_ctx* ctx, const char* key, kvs_value* value) {
 int kvs_ctx_set(kvs_ctx* ctx, const char* key, const kvs_value* value) {
   if (ctx == nullptr || key == nullptr || !kvs::isKey(key) || value == nullptr) return -EINVAL;
   if (value->type < KVS_TYPE_NONE || value->type > KVS_TYPE_INT) return -EINVAL;
-  // A text without a NUL in its buffer is longer than a value can be.
   const bool isTooLong = strnlen(value->text, sizeof(value->text)) == sizeof(value->text);
   if (value->type == KVS_TYPE_STRING && isTooLong) return -EMSGSIZE;
 
   Event event{KVS_EVT_CHANGED, key, {}, *value};
-  // Read before the change; it stays empty for a new key.
   ctx->settings->get(key, event.before);
   if (const int result = ctx->settings->set(key, *value); result < 0) return result;
   for (kvs_ctx* client : contexts()) {
-    // The context that sets a key is told of it in any case: that event is its acknowledgement.
     if (client->started && (client == ctx || client->subscriptions.count(key) != 0))
       enqueue(*client, event);
   }
@@ -179,7 +162,7 @@ int kvs_ctx_set(kvs_ctx* ctx, const char* key, const kvs_value* value) {
 int kvs_ctx_set_string(kvs_ctx* ctx, const char* key, const char* text) {
   if (text == nullptr) return -EINVAL;
   kvs_value value{KVS_TYPE_STRING, 0, false, {}};
-  // A text that is too long is copied without its NUL, which kvs_ctx_set() refuses.
+  // Whole or as much as fits, which then lacks its NUL and is refused.
   std::memcpy(value.text, text, strnlen(text, sizeof(value.text)));
   return kvs_ctx_set(ctx, key, &value);
 }

@@ -26,11 +26,9 @@ bool isControl(char c) {
   return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
 }
 
-/// The text as it stands in the file: %XX for everything that a line can't hold as it is.
 std::string escape(const std::string& text) {
   std::string escaped;
   for (size_t i = 0; i < text.size(); ++i) {
-    // A blank at either end is easily overlooked, or lost in an editor.
     const bool isOuterBlank = text[i] == ' ' && (i == 0 || i + 1 == text.size());
     const bool isPlain = !isControl(text[i]) && text[i] != '%' && !isOuterBlank;
     char code[4] = {text[i]};
@@ -45,14 +43,13 @@ std::string unescape(const std::string& escaped) {
   std::string text;
   for (size_t i = 0; i < escaped.size(); ++i) {
     const bool isCode = escaped[i] == '%';
-    text +=
-        isCode ? static_cast<char>(std::strtol(escaped.substr(i + 1, 2).c_str(), nullptr, 16)) : escaped[i];
+    const long code = isCode ? std::strtol(escaped.substr(i + 1, 2).c_str(), nullptr, 16) : escaped[i];
+    text += static_cast<char>(code);
     if (isCode) i += 2;
   }
   return text;
 }
 
-/// A value as `settings` holds it: the letter of its type, then a blank and the text, if there is one.
 std::string encode(const kvs_value& value) {
   switch (value.type) {
     case KVS_TYPE_BOOL: return value.boolean ? "b true" : "b false";
@@ -81,13 +78,10 @@ bool decode(const std::string& encoded, kvs_value& value) {
   return encode(value) == encoded;
 }
 
-/// The whole file. Sorted by key, since the map is, so that equal settings give equal files.
 std::string format(const std::map<std::string, std::string>& settings) {
   std::string bytes;
-  for (const auto& [key, encoded] : settings) {
-    // The letter stands in front of the key, and the rest of the value behind it.
-    bytes.append(1, encoded[0]).append(" ").append(key).append(encoded, 1).append("\n");
-  }
+  for (const auto& [key, encoded] : settings)
+    bytes += encoded.substr(0, 1) + " " + key + encoded.substr(1) + "\n";
   return bytes;
 }
 
@@ -96,19 +90,19 @@ int writeTemporary(const std::string& temporary, const std::string& path, const 
   // Emptied, because a killed process may have left one behind.
   const UniqueFd file(
       ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666));
-  if (file.get() < 0) return -errno;
+  if (file.fd < 0) return -errno;
   // The owner first: changing it may drop bits of the mode.
   struct stat old {};
   if (stat(path.c_str(), &old) == 0 &&
-      (fchown(file.get(), old.st_uid, old.st_gid) != 0 || fchmod(file.get(), old.st_mode & 07777) != 0)) {
+      (fchown(file.fd, old.st_uid, old.st_gid) != 0 || fchmod(file.fd, old.st_mode & 07777) != 0)) {
     return -errno;
   }
   for (size_t done = 0; done < bytes.size();) {
-    const ssize_t written = write(file.get(), &bytes[done], bytes.size() - done);
+    const ssize_t written = write(file.fd, &bytes[done], bytes.size() - done);
     if (written < 0 && errno != EINTR) return -errno;
     if (written > 0) done += static_cast<size_t>(written);
   }
-  return fsync(file.get()) == 0 ? 0 : -errno;
+  return fsync(file.fd) == 0 ? 0 : -errno;
 }
 
 /// Gives the file other bytes by a rename, so that a crash at any moment leaves the old file or the new
@@ -153,14 +147,11 @@ std::unique_ptr<SettingsFile> SettingsFile::open(const std::string& name) {
 }
 
 SettingsFile::~SettingsFile() {
-  // Settings in memory, or a file that never was locked: there is nothing to write.
-  if (lock.get() < 0) return;
-  // An undisturbed file is not written, so a full disk or a lost right does no harm.
-  if (settings != loaded) {
-    if (const int result = replaceFile(path, format(settings)); result < 0) {
-      log_print("kvs", LOG_ERR, "Can't write settings file %s, its settings stay as they were: %s",
-                path.c_str(), strerror(-result));
-    }
+  if (lock == nullptr) return;
+  const int result = settings != loaded ? replaceFile(path, format(settings)) : 0;
+  if (result < 0) {
+    log_print("kvs", LOG_ERR, "Can't write settings file %s, its settings stay as they were: %s",
+              path.c_str(), strerror(-result));
   }
   // While the lock is still held: a process that gets the lock later sees that its file is gone.
   unlink((path + ".lock").c_str());
@@ -168,13 +159,14 @@ SettingsFile::~SettingsFile() {
 
 int SettingsFile::takeLock() {
   const std::string lockPath = path + ".lock";
-  UniqueFd opened(::open(lockPath.c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666));
-  if (opened.get() < 0 || flock(opened.get(), LOCK_EX | LOCK_NB) != 0) return -errno;
+  auto opened = std::make_unique<UniqueFd>(
+      ::open(lockPath.c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666));
+  if (opened->fd < 0 || flock(opened->fd, LOCK_EX | LOCK_NB) != 0) return -errno;
 
   // The former holder may have removed the file between our opening and our locking it. Another process
   // could then make and lock a new file of that name, so this lock is worth nothing.
   struct stat status {};
-  if (fstat(opened.get(), &status) != 0) return -errno;
+  if (fstat(opened->fd, &status) != 0) return -errno;
   if (status.st_nlink == 0) return -EWOULDBLOCK;
   lock = std::move(opened);
   return 0;
@@ -184,14 +176,14 @@ int SettingsFile::load() {
   // Non-blocking, so that a named pipe doesn't hold up the start. A path that is still a link leads
   // nowhere; it is refused, since saving would replace the link.
   const UniqueFd file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
-  if (file.get() < 0) return errno == ENOENT ? 0 : -errno;
+  if (file.fd < 0) return errno == ENOENT ? 0 : -errno;
   struct stat status {};
-  if (fstat(file.get(), &status) != 0) return -errno;
+  if (fstat(file.fd, &status) != 0) return -errno;
   if (!S_ISREG(status.st_mode)) return S_ISDIR(status.st_mode) ? -EISDIR : -EINVAL;
   if (status.st_size > maximumBytes) return -EFBIG;
 
   std::string bytes(static_cast<size_t>(status.st_size), '\0');
-  const ssize_t count = read(file.get(), bytes.data(), bytes.size());
+  const ssize_t count = read(file.fd, bytes.data(), bytes.size());
   // A part of the settings would be saved as all of them.
   if (count != status.st_size) return count < 0 ? -errno : -EIO;
   parse(bytes);
@@ -201,9 +193,7 @@ int SettingsFile::load() {
 
 void SettingsFile::parse(const std::string& bytes) {
   std::istringstream lines(bytes);
-  size_t lineNumber = 0;
-  size_t firstDamaged = 0;
-  size_t damaged = 0;
+  size_t lineNumber = 0, damaged = 0, firstDamaged = 0;
   kvs_value ignored;
   for (std::string line; std::getline(lines, line);) {
     ++lineNumber;
@@ -211,15 +201,13 @@ void SettingsFile::parse(const std::string& bytes) {
     const size_t start = line.find_first_not_of(" \t\r");
     if (start == std::string::npos || line[start] == '#') continue;
 
-    // A line is "<letter> <key>[ <value>]", so the key starts at the third character.
     const size_t keyEnd = std::min(line.find(' ', 2), line.size());
     const std::string key = line.size() > 2 && line[1] == ' ' ? line.substr(2, keyEnd - 2) : "";
     const std::string encoded = line[0] + line.substr(keyEnd);
-    if (isKey(key) && decode(encoded, ignored)) {
+    if (isKey(key) && decode(encoded, ignored))
       loaded[key] = encoded;
-    } else if (++damaged == 1) {
+    else if (++damaged == 1)
       firstDamaged = lineNumber;
-    }
   }
   if (damaged > 0) {
     log_print("kvs", LOG_WARNING, "Settings file %s, line %zu: not a setting, ignored (%zu such lines)",
@@ -234,13 +222,9 @@ bool SettingsFile::get(const std::string& key, kvs_value& value) const {
 }
 
 int SettingsFile::set(const std::string& key, const kvs_value& value) {
-  // Changed in a copy, because the size of the file shows only afterwards.
-  Settings changed = settings;
-  if (value.type == KVS_TYPE_NONE) {
-    changed.erase(key);
-  } else {
-    changed[key] = encode(value);
-  }
+  auto changed = settings;
+  changed.erase(key);
+  if (value.type != KVS_TYPE_NONE) changed[key] = encode(value);
   if (format(changed).size() > size_t{maximumBytes}) return -EFBIG;
   settings = std::move(changed);
   return 0;

@@ -5,28 +5,20 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <utility>
 
 #include "kvs/kvs.h"
 
 namespace kvs {
 
-/// An open file descriptor, closed with its owner; negative when there is none.
-class UniqueFd {
- public:
-  explicit UniqueFd(int openFd = -1) : fd(openFd) {}
-  UniqueFd(UniqueFd&& other) noexcept : fd(std::exchange(other.fd, -1)) {}
-  UniqueFd& operator=(UniqueFd&& other) noexcept {
-    std::swap(fd, other.fd);
-    return *this;
-  }
+/// Owns an open file descriptor; a negative one is none.
+struct UniqueFd {
+  explicit UniqueFd(int openFd) : fd(openFd) {}
+  UniqueFd(const UniqueFd&) = delete;
+  UniqueFd& operator=(const UniqueFd&) = delete;
   ~UniqueFd() {
     if (fd >= 0) ::close(fd);
   }
-  int get() const { return fd; }
-
- private:
-  int fd;
+  const int fd;
 };
 
 /// Whether `key` can name a setting: not empty, no blanks, no control characters.
@@ -41,31 +33,23 @@ class SettingsFile {
   /// Opens and locks the file `name`, which need not exist; an empty name gives settings in memory. Null,
   /// after an error line, when that fails.
   static std::unique_ptr<SettingsFile> open(const std::string& name);
-
-  SettingsFile(const SettingsFile&) = delete;
-  SettingsFile& operator=(const SettingsFile&) = delete;
   /// Writes the file if the settings differ from those in it; a failure is an error line.
   ~SettingsFile();
 
   /// Reads a setting. False, with `value` empty, when there is none.
   bool get(const std::string& key, kvs_value& value) const;
-
   /// Sets a valid key to a valid `value`, or removes it when that is empty: 0, or -EFBIG and no change.
   int set(const std::string& key, const kvs_value& value);
 
  private:
-  SettingsFile() = default;
   int takeLock();
   int load();
   void parse(const std::string& bytes);
 
+  std::string path;                ///< absolute and without links; empty for memory alone
+  std::unique_ptr<UniqueFd> lock;  ///< held, or null
   /// By key, the rest of the line that sets it: "s /data/flights". A kvs_value would take 4 KiB for each.
-  using Settings = std::map<std::string, std::string>;
-
-  std::string path;  ///< absolute and without links; empty for memory alone
-  UniqueFd lock;
-  Settings loaded;  ///< what the file holds
-  Settings settings;
+  std::map<std::string, std::string> settings, loaded;  ///< now, and in the file
 };
 
 }  // namespace kvs

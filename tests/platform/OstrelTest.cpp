@@ -2,154 +2,211 @@
 
 #include <cerrno>
 #include <cmath>
+#include <iomanip>
 
 #include "kvs/kvs.h"
+#include "logfile/ApiArguments.hpp"
+#include "ostrel/api_input.hpp"
+#include "ostrel/data_manager.hpp"
 #include "ostrel/log_tlmb.h"
-#include "platform/OstrelFixture.hpp"
-#include "support/LogProbe.hpp"
+#include "ostrel/ostrel.h"
+#include "registry/SensorRecords.hpp"
+#include "support/BlackboxRecords.hpp"
 #include "support/Row.hpp"
+#include "support/TestClock.hpp"
 #include "support/TestFolder.hpp"
-#include "telemetry/blackbox_reader.hpp"
 
 namespace {
 
-using testing::ElementsAre;
+using namespace Dravon3;
 
-struct ApiCall : Row {
-  std::vector<double> arguments;  // in the order of their names
-  std::string logged;
+/// The library's instance with its API inputs, as a replay holds them.
+struct Ostrel : testing::Test {
+  Ostrel() {
+    for (Api::InputBase* each : input) each->registerArgs(events);
+    events.freeze();
+    EXPECT_EQ(OSTREL_new("quad", "default"), 0);
+  }
+  ~Ostrel() override { OSTREL_delete(); }
+
+  /// Calls an API with its arguments in the order of their names.
+  int call(const std::string& api, std::vector<double> values) {
+    const DataRegistry& arguments = *argumentRegistry(*events.entries.at(api));
+    for (std::size_t i = 0; i < values.size(); ++i) arguments.entryList.at(i)->fromRecord(values[i]);
+    for (Api::InputBase* each : input)
+      if (each->name == api) return each->apply();
+    return -ENOENT;
+  }
+  static estimator_outputs runSteps(int count, const sensors_data& sensors) {
+    std::memcpy(data_manager()->sensors, &sensors, sizeof(sensors));
+    for (int i = 0; i < count; ++i) EXPECT_EQ(OSTREL_process(), 0);
+    return data_manager()->outputs;
+  }
+  static sensors_data atRest() {
+    sensors_data sensors{};
+    sensors.imu.nb_samples = 2;
+    sensors.imu.acc[0].z = sensors.imu.acc[1].z = -9.80665F;
+    sensors.baro.pressure = 101325;
+    return sensors;
+  }
+
+  Api::Input input{true};
+  DataRegistry events;
 };
-class OstrelApi : public OstrelFixture, public testing::WithParamInterface<ApiCall> {};
 
-TEST_P(OstrelApi, CallIsLoggedAndCounted) {
-  takeLogLines();
-  EXPECT_EQ(call(GetParam().label, GetParam().arguments), 0);
-  EXPECT_THAT(takeLogLines(), ElementsAre("<7>call " + (GetParam().label + GetParam().logged)));
-  EXPECT_EQ(run(atRest()).call_count, 1);
-}
-
-const ApiCall CALLS[] = {
-    {"set_motors_armed", {2}, "(armed=1)"},
-    {"take_off", {0.1}, "(altitude=0.10000000149011612)"},
-    {"land", {}, "()"},
-    {"set_velocity", {1, -2, 0.5, NAN}, "(vx=1, vy=-2, vz=0.5, yaw_rate=nan)"},
-    {"set_home", {0.1, 45, 7}, "(amsl_altitude=0.10000000000000001, latitude=45, longitude=7)"},
-    {"emergency_cut", {}, "()"},
-    {"set_follow_me", {2, 1e10}, "(distance=2, trajectory=-2147483648)"},
-};
-INSTANTIATE_ROWS(OstrelApi, CALLS);
-
-using Ostrel = OstrelFixture;
-
-TEST_F(Ostrel, SetPointsAreKeptAsAsked) {
-  call("set_velocity", {1, -2, 0.5, 4});
-  call("set_home", {0.1, 45, 7});
-  call("set_follow_me", {2, 3});
-  const Dravon3::estimator_outputs outputs = run(atRest());
-  EXPECT_THAT(outputs.velocity_setpoint, ElementsAre(1, -2, 0.5));
-  EXPECT_EQ(outputs.yaw_rate_setpoint, 4);
-  EXPECT_THAT(outputs.home, ElementsAre(0.1, 45, 7));
-  EXPECT_EQ(outputs.follow_distance, 2);
-  EXPECT_EQ(outputs.follow_trajectory, 3);
-  call("set_follow_me", {2, 0});
-  EXPECT_EQ(run(atRest()).follow_distance, 0);
-}
-
-TEST_F(Ostrel, CallsOutsideAReplayAreRefused) {
-  const Api::Input idle(false);
-  takeLogLines();
-  for (Api::InputBase* each : idle) EXPECT_EQ(each->apply(), -EPERM);
-  EXPECT_THAT(takeLogLines(), ElementsAre());
-  EXPECT_EQ(run(atRest()).call_count, 0);
-}
-
-TEST_F(Ostrel, HasOneInstanceAtATime) {
+TEST_F(Ostrel, HasOneInstanceAtATimeEachWithAnEmptyRecord) {
+  runSteps(1, {});
   EXPECT_EQ(OSTREL_new("quad", "default"), -EEXIST);
   OSTREL_delete();
   EXPECT_EQ(OSTREL_process(), -ENODEV);
-  EXPECT_EQ(call("land"), -ENODEV);
+  EXPECT_EQ(call("land", {}), -ENODEV);
   EXPECT_EQ(OSTREL_new("quad", nullptr), -EINVAL);
+  EXPECT_EQ(OSTREL_new("quad", "default"), 0);
+  EXPECT_EQ(data_manager()->outputs.step_count, 0);
 }
 
-TEST_F(Ostrel, NewInstanceBeginsWithAnEmptyRecord) {
-  run(atRest());
-  OSTREL_delete();
-  OSTREL_new("quad", "default");
-  const Dravon3::data_manager_record empty{};
-  EXPECT_EQ(std::memcmp(Dravon3::data_manager(), &empty, sizeof(empty)), 0);
-}
+/// Another client of the settings service makes the export log what is put.
+struct Export : Ostrel {
+  Export() {
+    unsetenv("KVS_FILE");
+    EXPECT_EQ(ostrel_log_tlmb_init("nav", 0, 0), 0);
+  }
+  ~Export() override {
+    ostrel_log_tlmb_cleanup();
+    kvs_ctx_destroy(settings);
+  }
+  void enable(const char* filter) {
+    kvs_ctx_set_string(settings, "tlm-blackbox.logdir", folder.path("").c_str());
+    kvs_ctx_set_string(settings, "tlm-blackbox.logname", "log");
+    kvs_ctx_set_string(settings, "tlm-blackbox.filter", filter);
+    kvs_ctx_set_bool(settings, "tlm-blackbox.enabled", true);
+  }
+  static int put() {
+    const timespec now{1, 2};
+    return ostrel_log_tlmb_put(&now);
+  }
+  std::size_t recordsInTheFile() const { return BlackboxRecords(folder.path("log")).records.size(); }
 
-/// The values of the last sample of a log, by the names of their variables.
-struct ExportedValues : telemetry::BlackboxReaderItfCb {
-  explicit ExportedValues(const std::string& path) {
-    const std::unique_ptr<telemetry::BlackboxReaderItf> reader(telemetry::BlackboxReaderItf::create(this));
-    EXPECT_EQ(reader->open(path), 0);
-    while (reader->step() == 0) continue;
-  }
-  void fileHeader(const std::map<std::string, std::string>& values) override { header = values; }
-  void sample(unsigned int, const timespec*, unsigned int, const telemetry::VarDesc& variable,
-              const void* bytes, std::size_t) override {
-    const auto as = [&](auto number) { return std::memcpy(&number, bytes, sizeof number), double(number); };
-    byName[variable.name] = variable.type == TLM_VAR_INT32    ? as(std::int32_t{})
-                            : variable.type == TLM_VAR_FLOAT  ? as(float{})
-                            : variable.type == TLM_VAR_DOUBLE ? as(double{})
-                                                              : NAN;
-  }
-  std::map<std::string, std::string> header;
-  std::map<std::string, double> byName;
+  const TestFolder folder;
+  kvs_ctx* const settings = kvs_ctx_new_client(nullptr, nullptr);
 };
 
-TEST_F(Ostrel, ExportHasEachOutputUnderItsName) {
-  const TestFolder folder;
-  unsetenv("KVS_FILE");
-  kvs_ctx* const settings = kvs_ctx_new_client(nullptr, nullptr);
-  ASSERT_EQ(ostrel_log_tlmb_init("nav", 0, 0), 0);
+TEST_F(Export, HasEachOutputUnderItsName) {
   EXPECT_EQ(ostrel_log_tlmb_init("nav", 0, 0), -EALREADY);
-  kvs_ctx_set_string(settings, "tlm-blackbox.logdir", folder.path("").c_str());
-  kvs_ctx_set_string(settings, "tlm-blackbox.logname", "log");
-  kvs_ctx_set_string(settings, "tlm-blackbox.filter", "nav");
-  kvs_ctx_set_bool(settings, "tlm-blackbox.enabled", true);
-  // Another number in each field.
-  Dravon3::data_manager()->outputs = {5,
-                                      101,
-                                      102,
-                                      103,
-                                      104,
-                                      1.5F,
-                                      {2.5F, 3.5F, 4.5F, 5.5F},
-                                      6.5F,
-                                      7.5F,
-                                      8.5F,
-                                      {9.5F, 10.5F, 11.5F},
-                                      12.5F,
-                                      0,
-                                      {13.5, 14.5, 15.5}};
-  const timespec now{1, 2};
-  EXPECT_EQ(ostrel_log_tlmb_put(&now), 0);
-  EXPECT_EQ(ostrel_log_tlmb_cleanup(), 0);
-  EXPECT_EQ(ostrel_log_tlmb_put(&now), -ENODEV);
-  kvs_ctx_destroy(settings);
+  enable("nav");
+  EXPECT_EQ(call("set_motors_armed", {2}), 0);
+  EXPECT_EQ(call("take_off", {0.1}), 0);
+  EXPECT_EQ(call("land", {}), 0);
+  EXPECT_EQ(call("set_velocity", {1, -2, 0.5, NAN}), 0);
+  EXPECT_EQ(call("set_home", {0.1, 45, 7}), 0);
+  EXPECT_EQ(call("emergency_cut", {}), 0);
+  EXPECT_EQ(call("set_follow_me", {2, 1e10}), 0);
+  sensors_data sensors = atRest();
+  sensors.us.altitude = 1;
+  runSteps(3, sensors);
+  EXPECT_EQ(put(), 0);
+  ostrel_log_tlmb_cleanup();
+  EXPECT_EQ(put(), -ENODEV);
+  EXPECT_THAT(readFile(folder.path("log")), testing::HasSubstr("quad"));  // in the header
+  const BlackboxRecords log(folder.path("log"));
+  std::ostringstream exported;
+  for (const auto& [name, value] : log.records.at(0).values)
+    if (name.rfind("inputs.", 0) != 0) exported << name << "=" << value << " ";
+  EXPECT_EQ(exported.str(),
+            "index=2 outputs.armed=0 outputs.attitude[0]=1 outputs.attitude[1]=0 outputs.attitude[2]=0 "
+            "outputs.attitude[3]=0 outputs.call_count=7 outputs.follow_distance=2 "
+            "outputs.follow_trajectory=-2.14748e+09 outputs.home[0]=0.1 outputs.home[1]=45 "
+            "outputs.home[2]=7 outputs.state=4 outputs.step_count=3 outputs.take_off_altitude=0.1 "
+            "outputs.velocity_setpoint[0]=1 outputs.velocity_setpoint[1]=-2 "
+            "outputs.velocity_setpoint[2]=0.5 outputs.vertical_position=0.0871067 "
+            "outputs.vertical_speed=0.130556 outputs.yaw_rate_setpoint=nan ");
+}
 
-  ExportedValues exported(folder.path("log"));
-  EXPECT_EQ(exported.header, (std::map<std::string, std::string>{{"ro.hardware", "quad"}}));
-  EXPECT_EQ(exported.byName.size(), 138U + 1 + 20);
-  const std::map<std::string, double> outputs = {{"step_count", 5},
-                                                 {"call_count", 101},
-                                                 {"state", 102},
-                                                 {"armed", 103},
-                                                 {"follow_trajectory", 104},
-                                                 {"follow_distance", 1.5},
-                                                 {"attitude[0]", 2.5},
-                                                 {"attitude[3]", 5.5},
-                                                 {"vertical_position", 6.5},
-                                                 {"vertical_speed", 7.5},
-                                                 {"take_off_altitude", 8.5},
-                                                 {"velocity_setpoint[2]", 11.5},
-                                                 {"yaw_rate_setpoint", 12.5},
-                                                 {"home[0]", 13.5},
-                                                 {"home[2]", 15.5}};
-  for (const auto& [name, value] : outputs) EXPECT_EQ(exported.byName["outputs." + name], value) << name;
-  EXPECT_EQ(exported.byName["index"], 4);
+TEST_F(Export, IsWrittenWhileItIsEnabledAndItsSectionIsInTheFilter) {
+  const std::pair<const char*, std::size_t> filters[] = {
+      {"other;nav", 1}, {"nav;other", 1}, {"navigation", 0}, {"", 0}};
+  for (const auto& [filter, written] : filters) {
+    enable(filter);
+    EXPECT_EQ(put(), 0);
+    EXPECT_EQ(recordsInTheFile(), 0U) << "without a flush period";
+    kvs_ctx_set_bool(settings, "tlm-blackbox.enabled", false);
+    EXPECT_EQ(put(), -ESHUTDOWN);
+    EXPECT_EQ(recordsInTheFile(), written) << filter;
+  }
+}
+
+TEST_F(Export, ReachesTheFileOncePerFlushPeriod) {
+  kvs_ctx_set_int(settings, "tlm-blackbox.flushperiod", 3);
+  enable("nav");
+  std::vector<std::size_t> recordsAfterEachPut;
+  for (const double secondsLater : {0, 2, 1, 2, 1}) {
+    testSeconds += secondsLater;
+    EXPECT_EQ(put(), 0);
+    recordsAfterEachPut.push_back(recordsInTheFile());
+  }
+  EXPECT_THAT(recordsAfterEachPut, testing::ElementsAre(0, 0, 3, 3, 5));
+}
+
+struct Motion : Row {
+  sensor_vector rate, force;  // of the first of two samples; the second one is at rest
+  float pressure, ultrasound, tof;
+  std::string estimate;  // attitude, vertical position, vertical speed
+};
+struct Estimator : Ostrel, testing::WithParamInterface<Motion> {};
+
+TEST_P(Estimator, FollowsTwentyStepsOfTheseSensors) {
+  runSteps(1, atRest());
+  sensors_data sensors = atRest();
+  sensors.imu.gyro[0] = GetParam().rate;
+  sensors.imu.acc[0] = GetParam().force;
+  sensors.baro.pressure = GetParam().pressure;
+  sensors.us.altitude = GetParam().ultrasound;
+  sensors.tof_vertical.distance = GetParam().tof;
+  const estimator_outputs outputs = runSteps(20, sensors);
+  std::ostringstream text;
+  text << std::fixed << std::setprecision(3);
+  for (const float part : outputs.attitude) text << part << " ";
+  text << outputs.vertical_position << " " << outputs.vertical_speed;
+  EXPECT_EQ(text.str(), GetParam().estimate);
+}
+
+constexpr sensor_vector STILL{}, WEIGHT{0, 0, -9.80665F};
+constexpr float GROUND = 101325;  // pascals
+const char* const LEFT_OUT = "1.000 0.000 0.000 0.000 0.000 0.000";
+const Motion MOTIONS[] = {
+    {"LargestTurn", {60, 3, 2}, WEIGHT, GROUND, 0, 0, "0.104 0.993 0.051 0.035 -0.026 -0.912"},
+    {"LargestForce", STILL, {1, 2, -500}, GROUND, 0, 0, "1.000 0.000 0.000 0.000 1.196 24.465"},
+    {"TurnTooLarge", {0, -60.01F, 0}, WEIGHT, GROUND, 0, 0, LEFT_OUT},
+    {"ForceTooLarge", STILL, {0, 0, -500.1F}, GROUND, 0, 0, LEFT_OUT},
+    {"MostForceToLevel", STILL, {1, 0, -14.67F}, GROUND, 0, 0, "1.000 0.000 0.002 0.000 0.012 0.243"},
+    {"ForceTooStrongToLevel", STILL, {1, 0, -14.68F}, GROUND, 0, 0, "1.000 0.000 0.000 0.000 0.012 0.243"},
+    {"LowestPressure", STILL, WEIGHT, 10000, 0, 0, "1.000 0.000 0.000 0.000 1401.188 200.000"},
+    {"PressureTooLowRangesTooFar", STILL, WEIGHT, 9999, 8.01F, 20.01F, LEFT_OUT},
+    {"PressureTooHigh", STILL, WEIGHT, 120001, 0, 0, LEFT_OUT},
+    {"LargestUltrasound", STILL, WEIGHT, GROUND, 8, 0, "1.000 0.000 0.000 0.000 3.570 5.312"},
+    {"RangeWhileTurningOver", {20, 0, 0}, WEIGHT, GROUND, 1, 0, "0.888 0.460 0.000 0.000 0.326 0.345"},
+};
+INSTANTIATE_ROWS(Estimator, MOTIONS);
+
+TEST_F(Ostrel, StateFollowsTheCallsAndTheHeight) {
+  sensors_data sensors = atRest();
+  sensors.baro.pressure = 0;  // none: the height is that of the ultrasound
+  const auto stateAfter = [&](const char* api, const std::vector<double>& arguments, float height) {
+    sensors.us.altitude = height;
+    runSteps(1000, sensors);  // until the estimate has settled
+    EXPECT_EQ(call(api, arguments), 0);
+    return runSteps(1, sensors).state;
+  };
+  EXPECT_EQ(stateAfter("take_off", {1}, 0.1F), FLIGHT_STATE_LANDED) << "not armed";
+  EXPECT_EQ(stateAfter("set_motors_armed", {1}, 1), FLIGHT_STATE_LANDED);
+  EXPECT_EQ(stateAfter("land", {}, 1), FLIGHT_STATE_LANDED);
+  EXPECT_EQ(stateAfter("take_off", {1}, 0.69F), FLIGHT_STATE_TAKING_OFF);
+  EXPECT_EQ(stateAfter("land", {}, 0.69F), FLIGHT_STATE_LANDING);
+  EXPECT_EQ(stateAfter("land", {}, 0.29F), FLIGHT_STATE_LANDED);
+  EXPECT_EQ(stateAfter("take_off", {1}, 0.71F), FLIGHT_STATE_FLYING);
+  EXPECT_EQ(stateAfter("set_motors_armed", {0}, 1), FLIGHT_STATE_LANDED);
+  EXPECT_EQ(stateAfter("emergency_cut", {}, 1), FLIGHT_STATE_EMERGENCY);
+  EXPECT_EQ(stateAfter("set_motors_armed", {1}, 1), FLIGHT_STATE_LANDED);
 }
 
 }  // namespace

@@ -1,4 +1,6 @@
 #include <cmath>
+#include <numeric>
+#include <regex>
 
 #include "replay/ReplayFixture.hpp"
 
@@ -71,6 +73,20 @@ TEST_F(Replay, LeavesTheSettingsFileAloneWhenItIsToBeTheNewLog) {
   EXPECT_EQ(result.exitStatus, 0);
   EXPECT_THAT(result.err, testing::HasSubstr(" would overwrite the settings file, nothing is written"));
   EXPECT_EQ(readFile(settings), earlier);
+}
+
+TEST_F(Replay, TellsTheLastIndexThatAnIncompleteLogHolds) {
+  std::vector<int> indices(100);
+  std::iota(indices.begin(), indices.end(), 0);
+  replayInto(output, samples(indices), "ulimit -f 120");  // of 512 bytes: less than is written at once
+  std::smatch index;
+  const Lines told = linesLike("<3>.*whole up to");
+  ASSERT_EQ(told.size(), 1U);
+  const std::string last = told.front();
+  ASSERT_TRUE(std::regex_match(last, index, std::regex("<3>.*New log out is whole up to index (\\d+)")))
+      << last;
+  const std::string info = runProgram(OSTREL_LOG, {"info", output}).out;
+  EXPECT_THAT(info, testing::HasSubstr("index      0 to " + index[1].str() + ", no gaps"));
 }
 
 }  // namespace

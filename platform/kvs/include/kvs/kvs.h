@@ -23,12 +23,14 @@
 /// Blank lines, and those that begin with '#' after any blanks, are comments. Lines may end in CR LF. The
 /// last line of a key wins. Any other line is damaged: it sets nothing, and one warning reports them all.
 ///
-/// The file is written only when the store is closed and its keys and values differ from those loaded. Then
-/// it is replaced as a whole, by its settings sorted by key: comments and damaged lines are lost. Otherwise
-/// it stays byte for byte as it was, or missing. So a process that puts back what it has changed leaves the
-/// file alone, also when the disk is full, and so does one that is killed.
+/// When the store is closed and its settings differ from those loaded, the file is replaced as a whole by
+/// the settings sorted by key, without comments and damaged lines. Otherwise the file is not written at
+/// all, so a process that puts back what it has changed leaves it as it was, and so does one that is
+/// killed.
 ///
-/// Single-threaded: all contexts and their loops belong to one thread. Results are 0, or a negated errno.
+/// Single-threaded: all contexts and their loops belong to one thread. Results are 0, or a negated errno:
+/// -EINVAL for a null argument, unless it is allowed, and for a key that is empty or has blanks or control
+/// characters.
 
 /// Size of a text value in bytes, its terminating NUL included: any path fits.
 #define KVS_TEXT_MAX 4096
@@ -48,8 +50,8 @@ typedef enum kvs_type {
   KVS_TYPE_INT
 } kvs_type;
 
-/// The value of a setting. A plain record, owned by whoever declares it: nothing to release, and assigning
-/// it copies it. All zero is the empty value. The members of other types than the value's mean nothing.
+/// The value of a setting: a plain record, which assigning copies. All zero is the empty value. The members
+/// of other types than the value's mean nothing.
 typedef struct kvs_value {
   int type;  ///< a kvs_type
   int integer;
@@ -71,10 +73,9 @@ typedef enum kvs_evt {
 /// One client of the service. Made by kvs_ctx_new_client(), owned by the caller.
 typedef struct kvs_ctx kvs_ctx;
 
-/// Told of an event of `ctx`, only from inside evl_loop_wait_and_process() of the loop that it is
-/// registered on. `before` and `after` are arrays of `count` settings, as they were before and after the
-/// event: one for KVS_EVT_CHANGED, none (null pointers) for KVS_EVT_STARTED. May call any operation of the
-/// service but kvs_ctx_destroy() of its own context.
+/// Told of an event of `ctx`, only from inside evl_loop_wait_and_process() of its loop. `before` and
+/// `after` are arrays of `count` settings: one for KVS_EVT_CHANGED, none (null pointers) for
+/// KVS_EVT_STARTED. May call any operation of the service but kvs_ctx_destroy() of its own context.
 typedef void (*kvs_cb)(kvs_ctx* ctx, kvs_evt event, const kvs_entry* before, const kvs_entry* after,
                        size_t count, void* userdata);
 
@@ -85,8 +86,7 @@ typedef void (*kvs_cb)(kvs_ctx* ctx, kvs_evt event, const kvs_entry* before, con
 kvs_ctx* kvs_ctx_new_client(kvs_cb callback, void* userdata);
 
 /// Attaches the context to `loop`, which delivers its events; they wait until then. The loop is borrowed
-/// until kvs_ctx_evl_loop_unregister() or kvs_ctx_destroy().
-/// -EINVAL: no context or no loop; -EBUSY: already on a loop; others: the loop can't take it.
+/// until kvs_ctx_evl_loop_unregister() or kvs_ctx_destroy(). -EBUSY: already on a loop.
 int kvs_ctx_evl_loop_register(kvs_ctx* ctx, evl_loop* loop);
 
 /// Detaches the context from `loop`. -EINVAL when it isn't on that loop.
@@ -94,32 +94,28 @@ int kvs_ctx_evl_loop_unregister(kvs_ctx* ctx, evl_loop* loop);
 
 /// From now on every set of `key`, by whichever context of the process, is an event of this one, given to
 /// `callback`, or to the context's own callback when that is null. A second call for a key replaces the
-/// first. -EINVAL: no context, or a key that is none: null, empty, or with blanks or control characters.
+/// first.
 int kvs_ctx_subscribe(kvs_ctx* ctx, const char* key, kvs_cb callback, void* userdata);
 
 /// Starts delivery: one KVS_EVT_STARTED, then the changes of what the context has subscribed to or sets
-/// itself. -EINVAL: no context; -EALREADY: started before.
+/// itself. -EALREADY: started before.
 int kvs_ctx_start(kvs_ctx* ctx);
 
-/// Ends delivery and drops the events not yet delivered. -EINVAL: no context.
+/// Ends delivery and drops the events not yet delivered.
 int kvs_ctx_stop(kvs_ctx* ctx);
 
 /// Releases a context, in any state; null does nothing. The last one closes the store; when its file then
 /// can't be written, one error line names it, and the file holds the settings as they were.
 void kvs_ctx_destroy(kvs_ctx* ctx);
 
-/// Reads the current value of `key`. -ENOENT: no such setting; -EINVAL: no context, key or value. After a
-/// failure `value` is empty.
+/// Reads the current value of `key`. -ENOENT: no such setting. After a failure `value` is empty.
 int kvs_ctx_get(kvs_ctx* ctx, const char* key, kvs_value* value);
 
 /// Sets `key` to `value`; the empty value deletes the setting, also one that doesn't exist. Success is one
-/// event to this context when it is started, whether or not it has subscribed to the key, and to every
-/// other started one that has. After a failure there is no event, and the setting is as before.
-/// -EINVAL: no context, key or value, or a value of no known type; -EMSGSIZE: a text without its NUL within
-/// KVS_TEXT_MAX bytes; -EFBIG: the store would outgrow 1 MiB.
+/// event to this context when it is started, and to every other started one that has subscribed to the key.
+/// After a failure there is no event, and the setting is as before. -EINVAL: a value of no known type;
+/// -EMSGSIZE: a text without its NUL within KVS_TEXT_MAX bytes; -EFBIG: the store would outgrow 1 MiB.
 int kvs_ctx_set(kvs_ctx* ctx, const char* key, const kvs_value* value);
-
-/// kvs_ctx_set() with a value of one type; a null text is -EINVAL.
 int kvs_ctx_set_string(kvs_ctx* ctx, const char* key, const char* text);
 int kvs_ctx_set_bool(kvs_ctx* ctx, const char* key, bool boolean);
 int kvs_ctx_set_int(kvs_ctx* ctx, const char* key, int integer);
@@ -127,7 +123,7 @@ int kvs_ctx_set_int(kvs_ctx* ctx, const char* key, int integer);
 /// Makes `value`, whatever it held, the empty value.
 void kvs_value_init(kvs_value* value);
 
-/// Makes `target` a copy of `source`, independent of it. -EINVAL: one of them is null; nothing is copied.
+/// Makes `target` a copy of `source`.
 int kvs_value_copy(kvs_value* target, const kvs_value* source);
 
 #ifdef __cplusplus
