@@ -67,7 +67,7 @@ ExitStatus Diff::run() const {
     const auto& end = result.ends[side];
     if (end && end->state != LogEnd::WHOLE) report({result.files[side], end->text()});
     for (const auto& [what, count] : result.unusual[side]) {
-      report({result.files[side], "not compared: " + counted(count, "call") + " " + what});
+      report({result.files[side], "not fully compared: " + counted(count, "call") + " " + what});
     }
   }
   const std::optional<Fault> fault = result.trouble();
