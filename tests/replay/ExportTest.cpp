@@ -1,3 +1,7 @@
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
 #include "replay/ReplayFixture.hpp"
 
 using testing::AllOf;
@@ -70,6 +74,24 @@ TEST_F(Export, ThatCanNotBeWrittenIsReportedForEachStep) {
     EXPECT_THAT(complaints(), ElementsAre(AllOf(StartsWith("<3>No new log "), EndsWith(" : " + reason)),
                                           line + "3 : " + reason, line + "4 : " + reason));
   }
+}
+
+TEST_F(Export, IsRefusedUnderAPathThatIsTooLong) {
+  const std::string target = std::string(5000, 'd') + "/out", line = "<3>Error exporting replay at index ";
+  EXPECT_EQ(replayInto(target, samples({0, 1})).exitStatus, 0);
+  EXPECT_EQ(complaints(),
+            (Lines{"<4>Could not set : Message too long", "<3>No new log " + target + " : Invalid argument",
+                   line + "0 : Invalid argument", line + "1 : Invalid argument"}));
+}
+
+TEST_F(Export, LeavesALogAloneThatAnotherReplayIsWriting) {
+  const int writer = ::open(folder.write("out", "the other's").c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_EQ(::flock(writer, LOCK_EX | LOCK_NB), 0);
+  EXPECT_EQ(replayInto(output, samples({3})).exitStatus, 0);
+  ::close(writer);
+  EXPECT_THAT(complaints(), ElementsAre("<3>No new log out : Device or resource busy",
+                                        "<3>Error exporting replay at index 3 : Device or resource busy"));
+  EXPECT_EQ(readFile(output), "the other's");
 }
 
 TEST_F(Export, IsLeftOutWithALineWithoutTheSettingsService) {

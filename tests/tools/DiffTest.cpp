@@ -140,6 +140,13 @@ const DiffRow ROWS[] = {
     {"SectionOfAThatIsReordered", REORDERED, UNCHANGED, "", same("2 steps, 2 variables, section nav")},
     {"SectionOfBThatIsReordered", UNCHANGED, REORDERED, "", same("2 steps, 2 variables, section nav")},
 
+    {"SectionOfAThatIsRenamed",
+     section().changeSection(0, "sun", {OUT, INDEX}).sample(0, 0, 0, packed(6, 2)).end().bytes, UNCHANGED,
+     "",
+     different("1 step", "2 steps",
+               "  section: nav\n  first: index 2, a step only in B\n"
+               "  steps only in B: 1, from index 2\n  sections only in A: 1 (sun)\n")},
+
     {"ArgumentsByName", callsOf(move(3, 5, 6)), eventHeader("move", "2", "by, to") + event(3, 0, {6, 5}),
      "", same("1 call, 2 arguments")},
     {"MissingArgument", callsOf(event(3, 1, {5})), callsOf(move(3, 5, 0)), "",

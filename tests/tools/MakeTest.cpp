@@ -1,3 +1,4 @@
+#include <csignal>
 #include <filesystem>
 
 #include "LogTool.hpp"
@@ -91,6 +92,16 @@ TEST_F(MakeTest, ReportsAFullDiskAndLeavesNothingNew) {
     EXPECT_TRUE(std::filesystem::remove(folder.path(file)));
     EXPECT_TRUE(std::filesystem::is_empty(folder.path("")));
   }
+}
+
+TEST_F(MakeTest, LeavesTheOlderFlightWhenItIsInterrupted) {
+  folder.write("f.cont", "older");
+  const std::string script =
+      "cd " + folder.path("") + "; \"$0\" make f --seconds 360000 --rate 100 &\n" +
+      "until test $(ls | wc -l) -gt 1; do sleep 0.01; done; kill -s TERM $!; wait $!";
+  EXPECT_EQ(runProgram("/bin/sh", {"-c", script, OSTREL_LOG}).exitStatus, 128 + SIGTERM);
+  EXPECT_EQ(log("f.cont"), "older");
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path("")), {}), 1);
 }
 
 }  // namespace
