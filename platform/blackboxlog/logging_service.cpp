@@ -117,6 +117,7 @@ int LoggingService::put(const telemetry::Producer& producer, const timespec& tim
   if (!enabled) return wasEnabled ? -ESHUTDOWN : -ENOENT;
   // After a failed write nothing more is written, so that the log has no gap.
   if (status == 0) status = write(producer, time);
+  faultReturned = faultReturned || status < 0;
   return status;
 }
 
@@ -204,6 +205,11 @@ int LoggingService::close() {
 int LoggingService::closeLog() {
   // After a failed write the log ends where the kernel stopped, and put() has returned the reason already.
   const bool open = enabled && status == 0;
+  // Without a sample since, nobody has learnt that the log could not be opened.
+  if (enabled && status < 0 && !faultReturned) {
+    log_print("blackboxlog", LOG_ERR, "No new log %s : %s", path().c_str(), std::strerror(-status));
+  }
+  faultReturned = false;
   enabled = false;
   status = 0;
   // The next log describes its sections anew.

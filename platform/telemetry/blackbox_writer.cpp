@@ -61,9 +61,11 @@ int BlackboxWriter::takeFile() {
   struct stat opened {};
   // Writes to a pipe with a reader could block a replay at any step.
   if (fstat(file, &opened) != 0 || S_ISFIFO(opened.st_mode)) return -ESPIPE;
-  // Locked before it is emptied: another log that is being written there must not lose its beginning.
-  if (flock(file, LOCK_EX | LOCK_NB) != 0) return errno == EWOULDBLOCK ? -EBUSY : -errno;
-  return !S_ISREG(opened.st_mode) || ftruncate(file, 0) == 0 ? 0 : -errno;
+  if (!S_ISREG(opened.st_mode)) return 0;  // a device keeps nothing that two logs could mix
+  // Locked before it is emptied: another log that is being written there must not lose its beginning. A
+  // file system without locks is no reason to write no log.
+  if (flock(file, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return -EBUSY;
+  return ftruncate(file, 0) == 0 ? 0 : -errno;
 }
 
 int BlackboxWriter::addSection(const std::string& name, const std::vector<VarDesc>& variables) {

@@ -16,6 +16,14 @@ bool contains(const std::string& line, const char* marker) {
   return line.find(marker) != std::string::npos;
 }
 
+/// Whether a line holds a byte that no text has, as a line does that runs on into records.
+bool holdsBinary(const std::string& line) {
+  return std::any_of(line.begin(), line.end(), [](char byte) {
+    const bool isText = static_cast<unsigned char>(byte) >= ' ' || byte == '\t' || byte == '\r';
+    return !isText;
+  });
+}
+
 }  // namespace
 
 LegacyFile::LegacyFile() : buffer(BUFFER_BYTES) {
@@ -49,8 +57,11 @@ HeaderText LegacyFile::readHeader() {
     header.truncated = header.truncated || header.text.size() + line.size() >= HeaderText::MAX_BYTES;
     if (!header.truncated) header.text.append(line).push_back('\n');
     dataFound = contains(line, LegacyLayout::DATA_START);
+    // With its line feed damaged, the line has swallowed the records up to the next such byte.
+    endDamaged = dataFound && holdsBinary(line);
   }
   header.complete = dataFound;
+  header.endDamaged = endDamaged;
   // A search that stopped at its limit did not see the end of the file, so the "-- Data" line may still
   // come.
   const bool searchEnded = !dataFound && offset >= HeaderText::MAX_SEARCH_BYTES;

@@ -104,6 +104,11 @@ int LegacyReader::open(const char* logPath) {
   } else {
     openEvents(text);
   }
+  if (text.endDamaged) {
+    log_print(LOG_TAG, LOG_WARNING,
+              "File %s has a damaged \"%s\" line : the records behind it are lost or wrong",
+              file.path().c_str(), LegacyLayout::DATA_START);
+  }
   // A read error has been reported already and explains the missing line.
   if (!text.complete && file.readError() == 0) {
     log_print(LOG_TAG, LOG_WARNING, "File %s has no \"%s\" line : it holds no record", file.path().c_str(),
@@ -196,27 +201,31 @@ int LegacyReader::popSample(int index, std::vector<int>& events) {
     if (sample->getIndex() > index) break;
     headAhead = false;
     if (!isRecord(records->readArguments(*sample, sample->getBoundSize()))) return -ENODATA;
+    if (records->oddity == EventRecords::UNNAMED_API) noteMissedCall();
     // Calls of an API that the library lacks are read past.
     if (sample->getEventIndex() >= 0) events.push_back(sample->updateRegEntries());
   }
   return events.empty() ? -EAGAIN : static_cast<int>(events.size());
 }
 
-void LegacyReader::warnOfMissedCalls(std::int64_t nextStep) {
+void LegacyReader::warnOfMissedCalls(std::int64_t nextStep, const std::function<bool()>& isStopped) {
   if (contents != LogFile::CONTENTS_EVENTS) return;
-  std::uint64_t count = 0;
-  std::int32_t firstStep = 0;
-  while (readHeadAhead()) {
+  while (!isStopped() && readHeadAhead()) {
     headAhead = false;
     // No argument is kept: the calls are only counted.
     if (!isRecord(records->readArguments(*sample, 0))) break;
-    if (sample->getEventIndex() < 0 || sample->getIndex() == nextStep) continue;
-    if (count++ == 0) firstStep = sample->getIndex();
+    const bool isUnnamed = records->oddity == EventRecords::UNNAMED_API;
+    if (isUnnamed || (sample->getEventIndex() >= 0 && sample->getIndex() != nextStep)) noteMissedCall();
   }
-  if (count == 0) return;
+  if (missedCalls == 0 || isStopped()) return;
   log_print(LOG_TAG, LOG_WARNING,
             "Event file %s : %" PRIu64 " calls were not made, the first one of step %i",
-            file.path().c_str(), count, firstStep);
+            file.path().c_str(), missedCalls, firstMissedStep);
+}
+
+/// Counts the present call as one that is not made.
+void LegacyReader::noteMissedCall() {
+  if (missedCalls++ == 0) firstMissedStep = sample->getIndex();
 }
 
 /// Reads and decodes the next record's head, unless that was done already: it is kept from call to call

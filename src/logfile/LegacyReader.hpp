@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -54,14 +55,16 @@ class LegacyReader : public LogFile::IReader {
   int popSample(int index, std::vector<int>& events) override;
 
   /// Reads an event log to its end, in the memory of one record, and stores nothing. Calls of APIs that the
-  /// library does not have are not counted.
-  void warnOfMissedCalls(std::int64_t nextStep) override;
+  /// library does not have are not counted; calls of APIs that the header does not name are, whatever their
+  /// step.
+  void warnOfMissedCalls(std::int64_t nextStep, const std::function<bool()>& isStopped) override;
 
  private:
   HeaderText readHeaderText();
   void openContinuous(const HeaderText& text);
   void openEvents(const HeaderText& text);
   int fillSample(unsigned long n);
+  void noteMissedCall();
   bool readHeadAhead();
   bool isRecord(EventRecords::State state);
   void reportReadError();
@@ -74,4 +77,6 @@ class LegacyReader : public LogFile::IReader {
   std::unique_ptr<EventRecords> records;  ///< of an event log
   bool headAhead = false;                 ///< the sample holds the head of an event that is not due yet
   bool readErrorTold = false;
+  std::uint64_t missedCalls = 0;
+  std::int32_t firstMissedStep = 0;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -43,8 +44,9 @@ class IReader {
 
   /// For whoever ends a replay, when no further step will come: warns of the calls that were still to be
   /// made. A call recorded for `nextStep`, the step right behind the last one, is none of them: the
-  /// recording had ended before that step. Readers without events do nothing.
-  virtual void warnOfMissedCalls(std::int64_t /*nextStep*/) {}
+  /// recording had ended before that step. Stops without a line when `isStopped` says so, which is asked
+  /// before each call. Readers without events do nothing.
+  virtual void warnOfMissedCalls(std::int64_t /*nextStep*/, const std::function<bool()>& /*isStopped*/) {}
 
   /// The hardware variant that the log's header names; empty before open() and when it names none.
   std::string droneVariant;

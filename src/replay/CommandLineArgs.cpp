@@ -72,7 +72,10 @@ CommandLineArgs::CommandLineArgs(int argc, char** argv) {
       case 0: break;
       case 'i': contBboxPath = optarg; break;
       case 'e': eventBboxPath = optarg; break;
-      case 'g': newBboxPath = optarg; break;
+      case 'g':
+        newBboxPath = optarg;
+        newBboxGiven = true;
+        break;
       case 'd': droneName = optarg; break;
       case 'm': droneMode = optarg; break;
       case 'h': exitWithUsage(argv[0], EXIT_SUCCESS);
@@ -92,6 +95,10 @@ CommandLineArgs::CommandLineArgs(int argc, char** argv) {
 }
 
 int CommandLineArgs::check() const {
+  // First, because a forgotten option letter may be why a check fails.
+  for (const std::string& argument : ignored) {
+    log_print(LOG_TAG, LOG_WARNING, "Argument %s is ignored", argument.c_str());
+  }
   // Only existence is checked: a log that can't be read is its reader's to report.
   if (!statusOf(contBboxPath)) {
     log_print(LOG_TAG, LOG_ERR, "Continuous bbox file %s does not exist", contBboxPath.c_str());
@@ -105,9 +112,6 @@ int CommandLineArgs::check() const {
   if (!isDirectory(configurationRoot() + droneName)) {
     log_print(LOG_TAG, LOG_ERR, "No Ostrel configuration for %s", droneName.c_str());
     return -1;
-  }
-  for (const std::string& argument : ignored) {
-    log_print(LOG_TAG, LOG_WARNING, "Argument %s is ignored", argument.c_str());
   }
   log_print(LOG_TAG, LOG_INFO, "Starting execution ...");
   log_print(LOG_TAG, LOG_INFO, "Input continuous bbox-file : %s", contBboxPath.c_str());

@@ -20,6 +20,7 @@ class CommandLineArgs {
   std::string contBboxPath;   ///< -i: continuous log (sensor samples)
   std::string eventBboxPath;  ///< -e: event log (API calls)
   std::string newBboxPath;    ///< -g: blackbox log to generate; empty: none
+  bool newBboxGiven = false;  ///< -g was given, if only with an empty path
   std::string droneName;  ///< -d: hardware name, which selects the configuration directory; may be empty
   std::string droneMode;  ///< -m: running mode; otherwise the property "persist.running-mode"
   std::vector<std::string> ignored;  ///< arguments that are no options, in their order

@@ -8,6 +8,8 @@ constexpr int SIGNALS[] = {SIGHUP, SIGINT, SIGTERM};
 
 // Of the type that a signal handler may write; 0 while no signal has come.
 volatile std::sig_atomic_t received = 0;
+// How many more signals are noted before one ends the process.
+volatile std::sig_atomic_t left = 0;
 
 /// Makes `handler` that of every signal that is not ignored.
 void handleBy(void (*handler)(int)) {
@@ -20,13 +22,20 @@ void handleBy(void (*handler)(int)) {
 /// The signal handler: takes a note for the replay loop, which ends after the step under way.
 void note(int signalNumber) {
   received = signalNumber;
-  // A second signal ends the process at once, in case the end of the replay itself hangs.
-  handleBy(SIG_DFL);
+  left = left - 1;
+  // The next one ends the process at once, in case the end of the replay itself hangs.
+  if (left == 0) handleBy(SIG_DFL);
 }
 
 }  // namespace
 
 void Interruption::watch() {
+  left = 1;
+  handleBy(note);
+}
+
+void Interruption::watchEnd() {
+  left = received != 0 ? 1 : 2;
   handleBy(note);
 }
 

@@ -5,9 +5,12 @@
 namespace Interruption {
 
 /// From now on one SIGHUP, SIGINT or SIGTERM is noted; the one behind it ends the process at once. A signal
-/// that the tool was started to ignore, as nohup does it, stays ignored. Called again when the replay has
-/// ended, so that one more signal only shortens the last sleep and does not cut the new log.
+/// that the tool was started to ignore, as nohup does it, stays ignored. Called once.
 void watch();
+
+/// The same for the end of the replay, when its loop has ended: a first and a second signal, counted from
+/// the start, only shorten the last sleep and do not cut the new log; a third one ends the process at once.
+void watchEnd();
 
 /// The signal that asks the replay to end; 0 when there was none.
 int signal();

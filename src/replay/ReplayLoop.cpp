@@ -43,7 +43,8 @@ int ReplayLoop::run() {
   }
   // When no step has run, every call in the event log counts as missed.
   constexpr std::int64_t noStep = std::numeric_limits<std::int64_t>::min();
-  env.events->reader->warnOfMissedCalls(hasRun ? std::int64_t{last} + 1 : noStep);
+  env.events->reader->warnOfMissedCalls(hasRun ? std::int64_t{last} + 1 : noStep,
+                                        [] { return Interruption::signal() != 0; });
   return 0;
 }
 

@@ -29,7 +29,10 @@ void settleProcess() {
 
 /// The export that the command line asks for; null when there is none to be made.
 std::unique_ptr<LogFile::IExport> openExport(const CommandLineArgs& args) {
-  if (args.newBboxPath.empty()) return nullptr;
+  if (args.newBboxPath.empty()) {
+    if (args.newBboxGiven) log_print(LOG_TAG, LOG_ERR, "No new log : its name is empty");
+    return nullptr;
+  }
   if (args.overwritesInput()) {
     log_print(LOG_TAG, LOG_ERR, "Output %s is an input of this replay, nothing is exported",
               args.newBboxPath.c_str());
@@ -57,7 +60,7 @@ int run(int argc, char** argv, int& interruption) {
   ReplayLoop loop(env, holder.exporter.get());
   interruption = loop.run();
 
-  Interruption::watch();  // for the sleep, which a further signal ends
+  Interruption::watchEnd();  // before the sleep, which a further signal ends
   sleep(1);
   log_print(LOG_TAG, LOG_INFO, "Ran %i steps of ostrel", loop.lastStep());
   return EXIT_SUCCESS;

@@ -76,6 +76,11 @@ TEST_F(Export, ThatCanNotBeWrittenIsReportedForEachStep) {
   }
 }
 
+TEST_F(Export, IsRefusedUnderAnEmptyName) {
+  replayInto("", samples({0}));
+  EXPECT_THAT(complaints(), ElementsAre("<3>No new log : its name is empty"));
+}
+
 TEST_F(Export, IsRefusedUnderAPathThatIsTooLong) {
   const std::string target = std::string(5000, 'd') + "/out", line = "<3>Error exporting replay at index ";
   EXPECT_EQ(replayInto(target, samples({0, 1})).exitStatus, 0);
@@ -92,6 +97,12 @@ TEST_F(Export, LeavesALogAloneThatAnotherReplayIsWriting) {
   EXPECT_THAT(complaints(), ElementsAre("<3>No new log out : Device or resource busy",
                                         "<3>Error exporting replay at index 3 : Device or resource busy"));
   EXPECT_EQ(readFile(output), "the other's");
+}
+
+TEST_F(Export, ThatCanNotBeWrittenIsReportedEvenWithoutAStep) {
+  EXPECT_EQ(replayInto(folder.path("missing/out"), COLUMNS).exitStatus, 0);
+  EXPECT_THAT(linesLike("<3>[^U]"),
+              ElementsAre("<3>blackboxlog: No new log missing/out : Not a directory"));
 }
 
 TEST_F(Export, IsLeftOutWithALineWithoutTheSettingsService) {

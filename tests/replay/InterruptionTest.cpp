@@ -48,6 +48,10 @@ const Signals SIGNALS[] = {
      {STEP_4, interrupted(2, 4), ran(4)}},
     {"WholeAndThenTwice",
      {{"sleep_2", "2"}, {"kvs_ctx_destroy_1", "15"}},
+     0,
+     {STEP_7, END, ran(7), DELETE}},
+    {"WholeAndThenThrice",
+     {{"usleep_4", "1"}, {"sleep_2", "2"}, {"kvs_ctx_destroy_1", "15"}},
      BY_TERMINATE,
      {STEP_7, END, ran(7)}},
     // A replay whose last step has run is whole, whatever comes after.

@@ -31,6 +31,8 @@ std::string notMade(const std::string& calls, int first) {
          std::to_string(first);
 }
 const std::string CALL = event(2, LAND), LATE = event(4, LAND), GONE = event(5, 3);
+// Without the line feed that ends its header, the records up to the next byte like it belong to the header.
+const std::string GLUED = APIS.substr(0, APIS.size() - 1) + "\v";
 const std::string NO_END = "-- Build infos\nnentries : 1\ntitles : index\n-- Dat\n";
 const Loss LOSSES[] = {
     {"Nothing", SAMPLES, APIS + CALL + event(3, LAND), {}},
@@ -40,6 +42,11 @@ const Loss LOSSES[] = {
      NO_END + values({0, 1}),
      APIS,
      {"<4>File cont has no \"-- Data\" line : it holds no record"}},
+    {"AllCallsForWantOfTheHeadersLastByte",
+     SAMPLES,
+     GLUED + CALL,
+     {"<4>File events has a damaged \"-- Data\" line : the records behind it are lost or wrong"}},
+    {"CallsOfAnApiThatTheHeaderDoesNotName", SAMPLES, APIS + event(1, 3) + CALL + GONE, {notMade("2", 1)}},
     {"CallsBehindTheNextStep", SAMPLES, APIS + event(3, LAND) + LATE + LATE, {notMade("2", 4)}},
     {"CallsBehindADamagedStepNumber", SAMPLES, APIS + event(1e6, LAND) + CALL, {notMade("2", 1000000)}},
     {"AllCallsForWantOfSamples", COLUMNS_ONLY, APIS + event(0, LAND) + event(1, LAND), {notMade("2", 0)}},
@@ -58,6 +65,9 @@ TEST_F(Replay, InterruptedDoesNotCountTheCallsThatItHasNotMade) {
   variables["usleep_1"] = "15";
   replay(SAMPLES, APIS + LATE);
   EXPECT_THAT(complaints(), ElementsAre("<4>Replay interrupted by signal 15 after step 0"));
+  variables = {{"OSTREL_ROOT_DIR", folder.path("root")}, {"PRELOAD", CALL_PROBE}, {"usleep_3", "15"}};
+  replay(SAMPLES, APIS + LATE);
+  EXPECT_THAT(complaints(), ElementsAre());
 }
 
 TEST_F(Replay, NamesTheArgumentsThatItIgnores) {

@@ -224,6 +224,8 @@ const DiffRow PAIRINGS[] = {
     {"NamedPairThatOneLogLacks", NAV_GPS, GPS_NAV, "--section nav=sun", trouble("b: has no section sun")},
     {"NamedPairWithoutAName", NAV_GPS, GPS_NAV,
      "--section nav=", trouble("--section: must be NAME or A=B (see ostrelLog --help)")},
+    {"NamedOfLegacyLogs", LEGACY, LEGACY, "--section nav",
+     trouble("--section: none of the logs has sections")},
     {"TwoEmptyReplays", EMPTY, EMPTY, "",
      trouble("a, b: nothing was compared: no section with samples in common")},
     {"TwoEmptyReplaysByName", EMPTY, EMPTY, "--section nav",

@@ -38,7 +38,8 @@ TEST_F(InfoTest, DescribesLogsOfAllKinds) {
        "  gaps       2 after 4\n  end        cut short after byte 88, 3 bytes of a record behind it\n"
        "calls: legacy event log\n  variant    quad-x\n"
        "  calls      4, steps 7 to 7, going back 1 time\n"
-       "  late       2 calls behind a higher step: a replay makes them at the highest step before them\n"
+       "  late       2 calls behind a higher step: a replay makes them at the highest step before them, "
+       "or not at all if the flight ends before it\n"
        "          3  land()\n          1  move(to, by)\n"
        "  unusual    1 call with another number of arguments than the header names\n"
        "  end        damaged at byte 255: a record of impossible size\n"
@@ -105,6 +106,13 @@ const InfoRow LOGS[] = {
      indices(
          "-1 to 3, 1 gap, 1 step missing, the largest of 1 after -1, repeated 1 time, going back 1 time\n"
          "  gaps       1 after -1")},
+    {"RecordsInTheLineThatEndsTheHeader",
+     INDEX.substr(0, INDEX.size() - 1) + values({1, 2}),
+     {3,
+      "log: legacy continuous log\n  variant    not named\n  columns    1: 1 double\n  records    0\n"
+      "  end        damaged at byte 66: its \"-- Data\" line has lost its end, and runs on into the "
+      "records\n",
+      ""}},
     {"FiveGaps", INDEX + values({0, 1, 3, 5, 7, 9, 11}),
      indices("0 to 11, 5 gaps, 5 steps missing, the largest of 1 after 1\n"
              "  gaps       1 after 1, 1 after 3, 1 after 5, 1 after 7, 1 after 9")},

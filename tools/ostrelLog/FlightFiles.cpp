@@ -39,7 +39,8 @@ bool endsValue(char c) {
 /// The fault that the result of an operation on the file stands for; none for a success.
 std::optional<Fault> faultOf(const OutputFile& file, int result) {
   if (result >= 0) return std::nullopt;
-  return Fault{file.path, errorText(result)};
+  // A signal has ended the writing: the name of that error would sound like a fault of the disk.
+  return Fault{file.path, result == -EINTR ? "interrupted, nothing is written" : errorText(result)};
 }
 
 /// The sensors of one step, registered under the names that a replay gives them.

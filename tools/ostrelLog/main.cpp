@@ -62,6 +62,8 @@ ExitStatus run(int argc, char** argv, ExitStatus& failure) {
 }  // namespace logtool
 
 int main(int argc, char** argv) {
+  // A limit on file sizes is an error of the write concerned, so that a half-written file is removed.
+  std::signal(SIGXFSZ, SIG_IGN);
   auto status = logtool::ExitStatus::USAGE;
   try {
     status = logtool::run(argc, argv, status);

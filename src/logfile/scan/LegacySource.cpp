@@ -21,6 +21,8 @@ std::vector<telemetry::VarDesc> doubles(const std::vector<std::string>& names) {
   return variables;
 }
 
+const char* const DATA_LINE_DAMAGED = "its \"-- Data\" line has lost its end, and runs on into the records";
+
 /// The records of a continuous log. All have the same layout.
 class ContinuousSource final : public LogSource {
  public:
@@ -39,6 +41,10 @@ class ContinuousSource final : public LogSource {
  private:
   bool read(Record& record) override {
     const std::uint64_t start = bytes->position();
+    if (bytes->isEndDamaged()) {
+      ended(LogEnd::DAMAGED, start, DATA_LINE_DAMAGED);
+      return false;
+    }
     // An end between two records is a whole log, unless the header had no "-- Data" line.
     if (!bytes->read(values.data(), values.size())) {
       if (bytes->readError() < 0) {
@@ -92,6 +98,10 @@ class EventSource final : public LogSource {
 
   /// Reads the next record; false at the end, after ended() where the log is not whole.
   bool readRecord() {
+    if (bytes->isEndDamaged()) {
+      ended(LogEnd::DAMAGED, bytes->position(), DATA_LINE_DAMAGED);
+      return false;
+    }
     EventRecords::State state = records.readHead(values);
     if (EventRecords::isRecord(state)) {
       state = records.readArguments(values, format->getSubEntries(records.head.eventId).size());

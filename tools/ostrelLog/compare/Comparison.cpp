@@ -53,6 +53,8 @@ class LogComparison {
     if (result.ofCalls != (sources.b->kind == LogKind::EVENTS)) {
       return Fault{result.files.b, "can't be compared: only one of the two is an event log"};
     }
+    const bool haveSections = sources.a->kind == LogKind::BLACKBOX || sources.b->kind == LogKind::BLACKBOX;
+    if (options.sections.a && !haveSections) return Fault{"--section", "none of the logs has sections"};
     SectionPairs sections = choose();
     if (sections.fault) return sections.fault;
     result.sectionsAlone = std::move(sections.alone);

@@ -65,7 +65,7 @@ class SectionComparison {
     const std::int64_t index = log.record.index;
     ComparedRecords& compared = result.logs[side];
     if (compared.recordsAlone++ == 0) compared.firstAlone = index;
-    if (!result.first) result.first = {index, log.record.layout->name, side, {}};
+    if (!result.first) result.first = {index, ofCalls ? log.record.layout->name : "", side, {}};
     log.next();
   }
 

@@ -96,7 +96,8 @@ void writeCalls(std::ostream& out, const LogSummary& log) {
     // The log is not damaged, but its replay makes these calls at other steps than those recorded.
     const char* const them = log.records.late == 1 ? "it" : "them";
     row(out, "late") << counted(log.records.late, "call") << " behind a higher step: a replay makes "
-                     << them << " at the highest step before " << them << "\n";
+                     << them << " at the highest step before " << them
+                     << ", or not at all if the flight ends before it\n";
   }
   for (const LayoutSummary& api : log.layouts) {
     // As wide as the labels of the other rows, so that the names line up with their texts.

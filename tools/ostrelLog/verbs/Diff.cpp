@@ -17,8 +17,8 @@ SectionNames sectionNames(const std::string& text) {
   // A plain name stands for both logs. The first `=` separates, so the name of section A cannot contain
   // one.
   const std::size_t separator = text.find('=');
-  if (separator == std::string::npos) return {text, text};
-  if (separator == 0 || separator + 1 == text.size()) {
+  if (separator == std::string::npos && !text.empty()) return {text, text};
+  if (text.empty() || separator == 0 || separator + 1 == text.size()) {
     throw CLI::ValidationError("--section: must be NAME or A=B");
   }
   return {text.substr(0, separator), text.substr(separator + 1)};
@@ -41,21 +41,22 @@ CLI::App* Diff::addTo(CLI::App& program) {
             "Largest absolute difference that counts as none")
       ->type_name("T");
   comparison.selection.addTo(*command);
-  command
-      ->add_option("--section", section,
-                   "Compare only this section of blackbox logs, or section A of the first log with\n"
-                   "section B of the second. Otherwise the only ones that have samples, or all by name")
-      ->type_name("NAME|A=B");
+  const CLI::Option* sectionOption =
+      command
+          ->add_option("--section", section,
+                       "Compare only this section of blackbox logs, or section A of the first log with\n"
+                       "section B of the second. Otherwise the only ones that have samples, or all by name")
+          ->type_name("NAME|A=B");
   command->add_flag("--by-record", comparison.byRecord,
                     "Line records up by their number instead of their index. A log whose index\n"
                     "has gaps and the log of its replay need this");
   command->add_flag("--json", options.json, "Print an object, for programs");
-  command->callback([this, &comparison] {
+  command->callback([this, &comparison, sectionOption] {
     if (comparison.tolerance && !(*comparison.tolerance >= 0.0)) {  // NaN fails too
       throw CLI::ValidationError("--tolerance: must be 0 or more");
     }
     // Here and not in run(), since wrong text is wrong usage and must be refused before any log is read.
-    if (!section.empty()) comparison.sections = sectionNames(section);
+    if (sectionOption->count() > 0) comparison.sections = sectionNames(section);
   });
   return command;
 }

@@ -52,8 +52,9 @@ ExitStatus Make::run() const {
     return ExitStatus::NOT_MADE;
   }
   const auto& made = std::get<MadeFlight>(result);
-  std::cout << made.samplesFile << ": " << made.steps << " samples of " << made.columns << " columns, "
-            << made.callsFile << ": " << made.calls << " calls\n";
+  std::cout << made.samplesFile << ": " << counted(static_cast<std::uint64_t>(made.steps), "sample")
+            << " of " << made.columns << " columns, " << made.callsFile << ": "
+            << counted(made.calls, "call") << "\n";
   return finishOutput() ? ExitStatus::MADE : ExitStatus::NOT_MADE;
 }
 

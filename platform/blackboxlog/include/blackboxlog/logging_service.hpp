@@ -94,6 +94,7 @@ class LoggingService {
   std::string filter;
   telemetry::BlackboxWriter writer;
   int status = 0;                           ///< why the enabled log can't be written
+  bool faultReturned = false;               ///< a caller of put() has got it
   std::map<std::string, Section> sections;  ///< by name: those put since the log was opened
   std::deque<Unwritten> unwritten;          ///< at most as many as the writer gathers
   std::optional<std::int64_t> lastWhole;    ///< index of the last sample that the kernel has
