@@ -57,8 +57,9 @@ HeaderText LegacyFile::readHeader() {
     header.truncated = header.truncated || header.text.size() + line.size() >= HeaderText::MAX_BYTES;
     if (!header.truncated) header.text.append(line).push_back('\n');
     dataFound = contains(line, LegacyLayout::DATA_START);
-    // With its line feed damaged, the line has swallowed the records up to the next such byte.
-    endDamaged = dataFound && holdsBinary(line);
+    // With its line feed damaged, the line has swallowed the records up to the next such byte. Without one,
+    // the log was cut there.
+    endDamaged = dataFound && (!file.good() || holdsBinary(line));
   }
   header.complete = dataFound;
   header.endDamaged = endDamaged;

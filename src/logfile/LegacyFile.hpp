@@ -19,7 +19,7 @@ struct HeaderText {
   std::uint64_t preambleLines = 0;  ///< lines in front of it
   bool started = false;             ///< its first line was found
   bool complete = false;            ///< its "-- Data" line was found
-  bool endDamaged = false;          ///< that line goes on with bytes that are no text: records, most likely
+  bool endDamaged = false;          ///< that line has no line feed, or goes on with bytes that are no text
   bool truncated = false;           ///< it is longer than MAX_BYTES, and `text` is only its beginning
   bool beyondLimit = false;         ///< it goes on behind one of the limits, and can't be used
 };
@@ -46,7 +46,7 @@ class LegacyFile {
   /// Whether the header ended with its "-- Data" line.
   bool hasData() const { return dataFound; }
 
-  /// Whether that line goes on with bytes that are no text (HeaderText::endDamaged).
+  /// Whether that line has lost its end (HeaderText::endDamaged).
   bool isEndDamaged() const { return endDamaged; }
 
   /// Reads the next `count` values, in one go. False when the file ends before the last of them, and then

@@ -110,8 +110,7 @@ const InfoRow LOGS[] = {
      INDEX.substr(0, INDEX.size() - 1) + values({1, 2}),
      {3,
       "log: legacy continuous log\n  variant    not named\n  columns    1: 1 double\n  records    0\n"
-      "  end        damaged at byte 66: its \"-- Data\" line has lost its end, and runs on into the "
-      "records\n",
+      "  end        damaged at byte 66: its \"-- Data\" line has lost its end\n",
       ""}},
     {"FiveGaps", INDEX + values({0, 1, 3, 5, 7, 9, 11}),
      indices("0 to 11, 5 gaps, 5 steps missing, the largest of 1 after 1\n"

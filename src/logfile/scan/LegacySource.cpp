@@ -21,7 +21,7 @@ std::vector<telemetry::VarDesc> doubles(const std::vector<std::string>& names) {
   return variables;
 }
 
-const char* const DATA_LINE_DAMAGED = "its \"-- Data\" line has lost its end, and runs on into the records";
+const char* const DATA_LINE_DAMAGED = "its \"-- Data\" line has lost its end";
 
 /// The records of a continuous log. All have the same layout.
 class ContinuousSource final : public LogSource {
