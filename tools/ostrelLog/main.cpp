@@ -13,6 +13,7 @@
 #include "ostrelLog/verbs/Diff.hpp"
 #include "ostrelLog/verbs/Info.hpp"
 #include "ostrelLog/verbs/Make.hpp"
+#include "ostrelLog/verbs/Report.hpp"
 
 namespace logtool {
 
@@ -24,6 +25,7 @@ std::vector<std::unique_ptr<Verb>> allVerbs() {
   verbs.push_back(std::make_unique<Make>());
   verbs.push_back(std::make_unique<Info>());
   verbs.push_back(std::make_unique<Diff>());
+  verbs.push_back(std::make_unique<Report>());
   return verbs;
 }
 

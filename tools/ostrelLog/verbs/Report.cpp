@@ -1,0 +1,109 @@
+#include "ostrelLog/verbs/Report.hpp"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <fstream>
+#include <iostream>
+
+#include "logfile/ErrorText.hpp"
+#include "ostrelLog/Output.hpp"
+#include "ostrelLog/render/ReportJson.hpp"
+#include "ostrelLog/render/ReportText.hpp"
+#include "ostrelLog/report/RowFiles.hpp"
+
+namespace logtool {
+
+namespace {
+
+/// Reports the first faults in full and the others by their number: a file of another kind has a fault on
+/// every line.
+class FaultCounter {
+ public:
+  void operator()(const Fault& fault) {
+    if (++count <= 10) report(fault);
+  }
+  bool any() {
+    if (count > 10) report({"rows", counted(count - 10, "more fault")});
+    return count > 0;
+  }
+
+ private:
+  std::uint64_t count = 0;
+};
+
+/// Names of flights, as their hashes: 8 bytes for each.
+class NameSet {
+ public:
+  void add(const std::string& name) { hashes.push_back(std::hash<std::string>()(name)); }
+  void close() { std::sort(hashes.begin(), hashes.end()); }
+  bool holds(const std::string& name) const {
+    return std::binary_search(hashes.begin(), hashes.end(), std::hash<std::string>()(name));
+  }
+
+ private:
+  std::vector<std::size_t> hashes;
+};
+
+std::vector<std::string> namesOutside(std::istream& list, const NameSet& names) {
+  std::vector<std::string> missing;
+  for (std::string name; std::getline(list, name);) {
+    if (!name.empty() && !names.holds(name)) missing.push_back(name);
+  }
+  return missing;
+}
+
+}  // namespace
+
+CLI::App* Report::addTo(CLI::App& program) {
+  CLI::App* command = program.add_subcommand(
+      "report",
+      "Say what the rows of `regress` mean together: the verdicts, flights with the same first\n"
+      "difference or failure counted together, the flights to look at first, the slowest. Of several\n"
+      "rows with one key the last counts.\n"
+      "Exit status: 0 all flights are the same, 1 at least one is not or has no row, 2 trouble: rows\n"
+      "that can't be read, or none at all.");
+  command->add_option("ROWS", options.rows, "Files of rows, and folders of files that end in .jsonl")
+      ->required();
+  command
+      ->add_option("--expect", options.expect,
+                   "File with the names of all flights, one a line: name those without a row")
+      ->option_text("LIST");
+  std::vector<std::string> verdicts(FleetSummary::verdicts().begin(), FleetSummary::verdicts().end());
+  CLI::Option* list = command
+                          ->add_option("--list", options.list,
+                                       "Print only the names of the flights with this verdict, one a line")
+                          ->option_text("VERDICT")
+                          ->check(CLI::IsMember(verdicts));
+  command->add_flag("--json", options.json, "Print one object, for programs")->excludes(list);
+  return command;
+}
+
+ExitStatus Report::run() const {
+  FaultCounter faults;
+  const RowFiles rows(options.rows, std::ref(faults));
+  FleetSummary fleet;
+  NameSet names;
+  rows.forEach([&](const std::string& line, const std::string& place) {
+    const auto row = FlightRow::parse(line);
+    if (!row || !fleet.add(*row)) return faults({place, "no row"});
+    if (!options.expect.empty()) names.add(row->flight);
+    if (row->verdict == options.list) std::cout << row->flight << "\n";
+  });
+  if (!options.expect.empty()) {
+    names.close();
+    std::ifstream list(options.expect);
+    if (!list) faults({options.expect, errorText(-errno)});
+    fleet.withoutRow = namesOutside(list, names);
+  }
+
+  if (options.json) writeJson(std::cout, fleet);
+  if (!options.json && options.list.empty()) writeText(std::cout, fleet);
+  const bool written = finishOutput();
+  if (fleet.flights() == 0) faults({options.rows.front(), "holds no row"});
+  if (faults.any() || !written) return ExitStatus::TROUBLE;
+  const bool complete = !fleet.withoutRow || fleet.withoutRow->empty();
+  return complete && fleet.flightsOf("same") == fleet.flights() ? ExitStatus::SAME : ExitStatus::DIFFERENT;
+}
+
+}  // namespace logtool
