@@ -12,13 +12,14 @@
 #include <variant>
 #include <vector>
 
+#include "blackboxlog/blackbox_writer.hpp"
+#include "blackboxlog/sample_packer.hpp"
 #include "logfile/LegacyFile.hpp"
 #include "logfile/LegacyReader.hpp"
 #include "logfile/TlmbReader.hpp"
 #include "ostrelLog/FlightFiles.hpp"
 #include "registry/Introspect.hpp"
 #include "support/TestFolder.hpp"
-#include "telemetry/blackbox_writer.hpp"
 
 namespace {
 
@@ -50,12 +51,13 @@ struct Logs {
     Sensors sensors;
     std::unique_ptr<LogFile::IReader> reader(
         LegacyReader::create(sensors.registry, LogFile::CONTENTS_CONTINUOUS));
-    telemetry::BlackboxWriter writer;
+    blackboxlog::BlackboxWriter writer;
     if (reader->open(continuous.c_str()) < 0 || writer.open(blackbox, {}) < 0) std::abort();
     const int id = writer.addSection("navdata", sensors.producer.descriptions());
-    std::vector<unsigned char> sample(sensors.producer.sampleBytes());
+    const blackboxlog::SamplePacker packer(sensors.producer);
+    std::vector<unsigned char> sample(packer.size());
     while (reader->popSample() == 0) {
-      sensors.producer.pack(sample.data());
+      packer.pack(sample.data());
       writer.sample(static_cast<unsigned int>(id), {}, sample.data(), sample.size());
     }
     if (writer.close() < 0) std::abort();
@@ -165,7 +167,7 @@ BENCHMARK(blackboxSample);
 /// The limit of blackboxSample and stepWritten: the sample's bytes, copied.
 void sampleCopied(benchmark::State& state) {
   Sensors sensors;
-  const std::vector<unsigned char> from(sensors.producer.sampleBytes());
+  const std::vector<unsigned char> from(blackboxlog::SamplePacker(sensors.producer).size());
   std::vector<unsigned char> to(from.size());
   for ([[maybe_unused]] auto iteration : state) {
     std::memcpy(to.data(), from.data(), from.size());
@@ -176,12 +178,13 @@ BENCHMARK(sampleCopied);
 
 void stepWritten(benchmark::State& state) {
   Sensors sensors;
-  telemetry::BlackboxWriter writer;
+  blackboxlog::BlackboxWriter writer;
   writer.open("/dev/null", {});
   const int id = writer.addSection("navdata", sensors.producer.descriptions());
-  std::vector<unsigned char> sample(sensors.producer.sampleBytes());
+  const blackboxlog::SamplePacker packer(sensors.producer);
+  std::vector<unsigned char> sample(packer.size());
   for ([[maybe_unused]] auto iteration : state) {
-    sensors.producer.pack(sample.data());
+    packer.pack(sample.data());
     writer.sample(static_cast<unsigned int>(id), {}, sample.data(), sample.size());
   }
 }

@@ -156,14 +156,17 @@ int LoggingService::write(const telemetry::Producer& producer, const timespec& t
   // The filter is asked once per log; a later change of it counts for the next log.
   if (isNew && admits(producer.section)) {
     const std::vector<telemetry::VarDesc> variables = producer.descriptions();
+    // Such as where another telemetry library keeps what is registered with it elsewhere.
+    if (variables.empty()) return -ENODATA;
     const int result = writer.addSection(producer.section, variables);
     if (result < 0) return result;
     section.id = static_cast<unsigned int>(result);
-    section.sample.resize(producer.sampleBytes());
+    section.packer = SamplePacker(producer);
+    section.sample.resize(section.packer.size());
     section.indexOffset = offsetOfIndex(variables);
   }
   if (section.sample.empty()) return 0;  // left out by the filter
-  producer.pack(section.sample.data());
+  section.packer.pack(section.sample.data());
   int result = writer.sample(section.id, time, section.sample.data(), section.sample.size());
   // Noted before a flush, so that the flush can count it as written.
   unwritten.push_back({writer.sampleEnd(), section.index()});

@@ -3,12 +3,12 @@
 #include <array>
 #include <cerrno>
 
+#include "blackboxlog/blackbox_writer.hpp"
 #include "logfile/TlmbReader.hpp"
 #include "support/BlackboxBuilder.hpp"
 #include "support/LogProbe.hpp"
 #include "support/Row.hpp"
 #include "support/TestFolder.hpp"
-#include "telemetry/blackbox_writer.hpp"
 
 using telemetry::VarDesc;
 using testing::ElementsAre;
@@ -54,7 +54,7 @@ class TlmbReaderTest : public testing::Test {
   DataRegistry registry;
   TestFolder folder;
   const std::string log = folder.path("log");
-  telemetry::BlackboxWriter writer;
+  blackboxlog::BlackboxWriter writer;
 };
 
 TEST_F(TlmbReaderTest, ReadsTheSamplesOfItsSection) {

@@ -2,12 +2,12 @@
 
 #include <cerrno>
 
+#include "blackboxlog/blackbox_writer.hpp"
 #include "support/BlackboxBuilder.hpp"
 #include "support/LogProbe.hpp"
 #include "support/TestFolder.hpp"
 #include "telemetry/blackbox_position.hpp"
 #include "telemetry/blackbox_reader.hpp"
-#include "telemetry/blackbox_writer.hpp"
 
 using testing::ElementsAre;
 using testing::StartsWith;
@@ -128,7 +128,7 @@ TEST_F(Blackbox, DamagedBlockEndsTheReadWithAnErrorLine) {
 
 TEST_F(Blackbox, WriterReplacesALongerOlderLogByTheDocumentedBytes) {
   folder.write("flight.tlmb", std::string(100'000, 'x'));
-  telemetry::BlackboxWriter writer;
+  blackboxlog::BlackboxWriter writer;
   EXPECT_EQ(writer.open(path, HEADER), 0);
   EXPECT_EQ(readFile(path), BlackboxBuilder(HEADER).bytes);
   EXPECT_EQ(writer.addSection("first", BYTE), 0);
@@ -145,7 +145,7 @@ TEST_F(Blackbox, WriterReplacesALongerOlderLogByTheDocumentedBytes) {
 TEST(BlackboxWriter, SecondWriterLeavesTheLogOfTheFirstAlone) {
   const TestFolder folder;
   const std::string path = folder.path("log");
-  telemetry::BlackboxWriter first, second;
+  blackboxlog::BlackboxWriter first, second;
   EXPECT_EQ(first.open(path, {}), 0);
   const std::string begun = readFile(path);
   EXPECT_EQ(second.open(path, {}), -EBUSY);

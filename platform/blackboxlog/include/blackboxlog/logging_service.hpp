@@ -9,9 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "blackboxlog/blackbox_writer.hpp"
+#include "blackboxlog/sample_packer.hpp"
 #include "evloop/evl_loop.h"
 #include "kvs/kvs.h"
-#include "telemetry/blackbox_writer.hpp"
 #include "telemetry/producer.hpp"
 
 namespace blackboxlog {
@@ -44,6 +45,7 @@ class LoggingService {
   ///   -ENOENT     logging was never enabled
   ///   -ESHUTDOWN  logging was enabled, and is disabled now
   ///   -EINVAL     directory or name of the log are not set, for instance because they were too long
+  ///   -ENODATA    the producer has no variables
   ///   -ENOTDIR    the log's directory does not exist
   ///   -EBUSY      another log is being written to the same file
   ///   -EPERM      the log would overwrite the file that KVS_FILE names, which is logged too
@@ -60,6 +62,7 @@ class LoggingService {
     std::int64_t index() const;
 
     unsigned int id = 0;
+    SamplePacker packer;
     std::vector<unsigned char> sample;       ///< room for one; none in a section that the filter leaves out
     std::optional<std::size_t> indexOffset;  ///< of the variable "index" in a sample
   };
@@ -92,7 +95,7 @@ class LoggingService {
   std::optional<std::string> directory;  ///< as set; unset until then
   std::optional<std::string> name;
   std::string filter;
-  telemetry::BlackboxWriter writer;
+  BlackboxWriter writer;
   int status = 0;                           ///< why the enabled log can't be written
   bool faultReturned = false;               ///< a caller of put() has got it
   std::map<std::string, Section> sections;  ///< by name: those put since the log was opened

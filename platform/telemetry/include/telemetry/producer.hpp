@@ -37,31 +37,17 @@ class Registrator {
   /// The same without their addresses: the description of a section that holds them.
   std::vector<VarDesc> descriptions() const { return {registered.begin(), registered.end()}; }
 
-  /// Size of one sample: the values of all variables back to back, in the order of their registration.
-  std::size_t sampleBytes() const { return totalBytes; }
-
-  /// Writes one sample of the variables' present values: sampleBytes() bytes at `sample`.
-  void pack(void* sample) const;
-
  private:
-  /// Adjacent bytes of variables that were registered one after another. They are copied at once: copying
-  /// values of four bytes one by one took most of a step's time.
-  struct Run {
-    const unsigned char* first;
-    std::size_t bytes;
-  };
-
   std::vector<Variable> registered;
-  std::vector<Run> runs;
-  std::size_t totalBytes = 0;
 };
 
 }  // namespace internal
 
 /// Publishes the registered variables, sample by sample, under one section name.
 ///
-/// The producer only gathers values. Who logs them describes the section once with descriptions() and takes
-/// a sample with pack() at every step; a variable registered in between changes both.
+/// The producer only knows what to publish. Who logs it describes the section once and then copies the
+/// values at every step. Only regInternal() is a call of the library; so it can be replaced without the
+/// logging service, which reads what is registered here.
 class Producer : public internal::Registrator {
  public:
   explicit Producer(std::string sectionName) : section(std::move(sectionName)) {}

@@ -1,4 +1,4 @@
-#include "telemetry/blackbox_writer.hpp"
+#include "blackboxlog/blackbox_writer.hpp"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -13,7 +13,11 @@
 
 #include "blackbox_format.hpp"
 
-namespace telemetry {
+namespace blackboxlog {
+
+namespace format = telemetry::format;
+using telemetry::VarDesc;
+
 namespace {
 
 // About ninety steps of a replay: few calls of the kernel, and little is lost with a killed process.
@@ -169,4 +173,4 @@ int BlackboxWriter::endBlock(std::uint32_t kind, unsigned int id) {
   return pending.size() < gatheredBytes ? 0 : flush();
 }
 
-}  // namespace telemetry
+}  // namespace blackboxlog

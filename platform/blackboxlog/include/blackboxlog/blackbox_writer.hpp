@@ -10,9 +10,9 @@
 
 #include "telemetry/var_desc.hpp"
 
-namespace telemetry {
+namespace blackboxlog {
 
-/// Writes one blackbox log, as BlackboxReaderItf reads it.
+/// Writes one blackbox log, as the telemetry library reads it.
 ///
 /// Blocks are gathered in memory and handed to the kernel when 64 KiB have come together, at flush() and at
 /// close(). Results are 0 (or an id) or a negated errno. When the file can't be written (-ENOSPC, -EFBIG,
@@ -38,7 +38,7 @@ class BlackboxWriter {
   /// Begins a section of these variables, in this order in every sample. The result is its id. -EINVAL for
   /// a variable without bytes, -EMSGSIZE when the description or a sample would be larger than 1 MiB,
   /// -ENOBUFS when 256 sections exist.
-  int addSection(const std::string& name, const std::vector<VarDesc>& variables);
+  int addSection(const std::string& name, const std::vector<telemetry::VarDesc>& variables);
 
   /// Adds a sample of section `id`, taken at `time` (kept as it is): its variables' values back to back.
   /// -EINVAL when there is no such section or `size` is not that of its sample. Allocates nothing.
@@ -73,4 +73,4 @@ class BlackboxWriter {
   std::uint64_t blockEnd = 0;
 };
 
-}  // namespace telemetry
+}  // namespace blackboxlog
