@@ -7,7 +7,9 @@
 
 #include "logfile/ErrorText.hpp"
 #include "logfile/LegacyReader.hpp"
+#include "logfile/LoadedLibrary.hpp"
 #include "logservice/log.h"
+#include "ostrel/data_manager.hpp"
 #include "ostrel/ostrel.h"
 #include "registry/LogTag.hpp"
 #include "sysprop/sys_prop.h"
@@ -34,6 +36,9 @@ OstrelEnv::OstrelEnv(const std::string& droneName, const std::string& droneMode,
 
   // Last, since the variant may come from either log, and both are open now.
   OSTREL_new(settleVariant(droneName).c_str(), droneMode.c_str());
+  // By a function that needs no instance; one that a preloaded library watches would name that library.
+  const std::string library = loadedLibrary(reinterpret_cast<void*>(&Dravon3::data_manager));
+  log_print(LOG_TAG, LOG_DEBUG, "Flight-control library : %s", library.c_str());
 }
 
 void OstrelEnv::openEvents(const std::string& eventBboxPath) {

@@ -280,8 +280,9 @@ TEST_F(DiffJson, HoldsAllThatTheTextSays) {
 
 using Version = LogTool;
 
-TEST_F(Version, IsTheReleaseWithAnyCommit) {
-  EXPECT_THAT(run("--version").out, testing::MatchesRegex("ostrelLog 1\\.0\\.0( .commit [0-9a-f]+.)?\n"));
+TEST_F(Version, IsTheReleaseWithAnyCommitAndTheTelemetryLibrary) {
+  EXPECT_THAT(run("--version").out, testing::MatchesRegex("ostrelLog 1\\.0\\.0( .commit [0-9a-f]+.)?\n"
+                                                          "Telemetry library : .*/libtelemetry.so.1\n"));
 }
 
 }  // namespace

@@ -43,14 +43,13 @@ bool Selection::has(const std::string& name) const {
          });
 }
 
-bool Selection::has(const RecordLayout& api, const telemetry::VarDesc& argument) const {
+bool Selection::has(const RecordLayout& api, const LogVariable& argument) const {
   return has(api.name) || has(api.name + "." + argument.name);
 }
 
 bool Selection::has(const RecordLayout& api) const {
-  return has(api.name) ||
-         std::any_of(api.variables.begin(), api.variables.end(),
-                     [&](const telemetry::VarDesc& argument) { return has(api, argument); });
+  return has(api.name) || std::any_of(api.variables.begin(), api.variables.end(),
+                                      [&](const LogVariable& argument) { return has(api, argument); });
 }
 
 }  // namespace logtool

@@ -22,7 +22,7 @@ struct Selection {
   bool has(const std::string& name) const;
 
   /// Whether an argument of a call is selected: by its own name API.ARGUMENT, or by the name of its API.
-  bool has(const RecordLayout& api, const telemetry::VarDesc& argument) const;
+  bool has(const RecordLayout& api, const LogVariable& argument) const;
 
   /// Whether a call is selected: by the name of its API, or because one of its arguments is.
   bool has(const RecordLayout& api) const;

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "logfile/LoadedLibrary.hpp"
 #include "logfile/OutputFile.hpp"
 #include "ostrelLog/Verb.hpp"
 #include "ostrelLog/Version.hpp"
@@ -14,6 +15,7 @@
 #include "ostrelLog/verbs/Info.hpp"
 #include "ostrelLog/verbs/Make.hpp"
 #include "ostrelLog/verbs/Report.hpp"
+#include "telemetry/blackbox_reader.hpp"
 
 namespace logtool {
 
@@ -35,7 +37,11 @@ ExitStatus run(int argc, char** argv, ExitStatus& failure) {
   // The program's help shows the options of all verbs at once; each verb takes over the flag for its own.
   program.set_help_flag();
   program.set_help_all_flag("-h,--help", "Print this help and exit");
-  program.set_version_flag("--version", std::string("ostrelLog ") + VERSION, "Print the version and exit");
+  const std::string telemetry =
+      loadedLibrary(reinterpret_cast<void*>(&telemetry::BlackboxReaderItf::create));
+  program.set_version_flag("--version",
+                           std::string("ostrelLog ") + VERSION + "\nTelemetry library : " + telemetry,
+                           "Print the version and the telemetry library that was loaded, and exit");
   program.footer(
       "Every verb exits with status 2 after wrong usage; its other exit statuses are named above.");
   // Begins with the name of the program, as report() does.

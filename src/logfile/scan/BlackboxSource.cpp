@@ -7,8 +7,8 @@
 
 #include "logfile/ErrorText.hpp"
 #include "logfile/scan/ElementType.hpp"
+#include "logfile/scan/ReaderPosition.hpp"
 #include "registry/Conversion.hpp"
-#include "telemetry/blackbox_position.hpp"
 #include "telemetry/blackbox_reader.hpp"
 
 namespace {
@@ -16,12 +16,25 @@ namespace {
 /// Bounds the memory that a log can ask for by describing ever more sections: as many as can exist at once.
 constexpr std::size_t MAX_LAYOUTS = 256;
 
+/// The size of an element as the description tells it, which that of our own telemetry layer does.
+template <class Description>
+auto elementBytes(const Description& variable, int) -> decltype(variable.elementBytes) {
+  return variable.elementBytes;
+}
+
+/// Where the description has no such member: the size that the type has, 0 for an unknown one.
+template <class Description>
+std::size_t elementBytes(const Description& variable, long) {
+  const ElementType* type = elementType(variable.type);
+  return type != nullptr ? type->bytes : 0;
+}
+
 /// Bytes of one variable in a sample.
-std::size_t bytesOf(const telemetry::VarDesc& variable) {
+std::size_t bytesOf(const LogVariable& variable) {
   return variable.elementBytes * variable.count;
 }
 
-bool sameVariable(const telemetry::VarDesc& a, const telemetry::VarDesc& b) {
+bool sameVariable(const LogVariable& a, const LogVariable& b) {
   return a.name == b.name && a.type == b.type && a.count == b.count && a.elementBytes == b.elementBytes;
 }
 
@@ -48,7 +61,9 @@ class BlackboxSource final : public LogSource, private telemetry::BlackboxReader
   };
 
   struct Section {
-    const RecordLayout* layout;
+    RecordLayout described;
+    const RecordLayout* layout = nullptr;  ///< null until the sizes of all variables are known
+    std::size_t bytes = 0;                 ///< of a sample
     std::optional<Index> index;
     std::int64_t number = 0;  ///< of the next sample, for one without an index
   };
@@ -62,28 +77,36 @@ class BlackboxSource final : public LogSource, private telemetry::BlackboxReader
     int result = 0;
     // A step is one block, which need not be a sample.
     while (result == 0 && sampled == nullptr && !tooManyLayouts) result = reader->step();
-    if (sampled == nullptr) {
+    if (sampled == nullptr || tooManyLayouts) {
       judgeEnd(result);
       return false;
     }
-    record = {sampled->layout, indexOf(*sampled), sample.data()};
+    // Another telemetry library may contradict itself; whoever reads the record relies on its size.
+    if (sampleBytes.size() != sampled->bytes) {
+      ended(LogEnd::DAMAGED, std::nullopt, "a sample of another size than its section describes");
+      return false;
+    }
+    record = {sampled->layout, indexOf(*sampled), sampleBytes.data()};
     return true;
   }
 
   /// Tells how the log ended from the last result of the telemetry library.
   void judgeEnd(int result) {
-    // The position is an extra of our own telemetry layer; another library may not have it.
-    const auto* progress = dynamic_cast<const telemetry::BlackboxPosition*>(reader.get());
+    const std::optional<ReaderPosition> position = positionOf(*reader);
     std::optional<std::uint64_t> byte;
-    if (progress != nullptr) byte = progress->position();
+    if (position) byte = position->byte;
+    // Sections without samples are part of the log, too.
+    for (auto& [id, section] : sections) settle(section);
     if (tooManyLayouts) {
       ended(LogEnd::DAMAGED, byte, "more than " + std::to_string(MAX_LAYOUTS) + " different sections");
     } else if (result == -EBADMSG) {
       ended(LogEnd::DAMAGED, byte);
     } else if (result != -ENOENT) {
       ended(LogEnd::UNREADABLE, byte, errorText(result));
+    } else if (!position) {
+      ended(LogEnd::NOT_TOLD, std::nullopt);
       // The library ends cut and closed logs alike; only a closed one has its END block.
-    } else if (progress != nullptr && !progress->closed()) {
+    } else if (!position->closed) {
       ended(LogEnd::CUT, byte);
     }
   }
@@ -91,7 +114,7 @@ class BlackboxSource final : public LogSource, private telemetry::BlackboxReader
   /// The step of the sample just read, as a replay would see it; counted where the section has none.
   std::int64_t indexOf(Section& section) {
     if (!section.index) return section.number++;
-    const long double value = section.index->type->read(sample.data() + section.index->offset);
+    const long double value = section.index->type->read(sampleBytes.data() + section.index->offset);
     // By way of a double, like the index column of a legacy log, so that both kinds give the same steps.
     return fieldFromRecord<std::int32_t>(static_cast<double>(value));
   }
@@ -110,23 +133,43 @@ class BlackboxSource final : public LogSource, private telemetry::BlackboxReader
   }
 
   void sectionChanged(unsigned int id, const void* description, std::size_t size) override {
-    RecordLayout layout{reader->sectionNameOf(id, description, size), {}, false};
-    std::optional<Index> index;
-    std::size_t offset = 0;
+    if (const auto before = sections.find(id); before != sections.end()) settle(before->second);
+    // A section that changes gets another layout, because callers may still refer to the old one.
+    Section section;
+    section.described.name = reader->sectionNameOf(id, description, size);
+    bool sizesKnown = true;
     for (unsigned int i = 0; i < reader->varCount(id); ++i) {
       const telemetry::VarDesc& variable = reader->varDesc(id, i);
-      const ElementType* type = elementType(variable);
-      if (variable.name == "index" && variable.count == 1 && type != nullptr) index = {offset, type};
-      offset += bytesOf(variable);
-      layout.variables.push_back(variable);
+      section.described.variables.push_back(
+          {variable.name, variable.type, variable.count, elementBytes(variable, 0)});
+      sizesKnown = sizesKnown && section.described.variables.back().elementBytes > 0;
     }
-    layout.hasIndex = index.has_value();
-    // A section that changes gets another layout, because callers may still refer to the old one.
-    sections[id] = {layoutOf(std::move(layout)), index};
-    tooManyLayouts = sections[id].layout == nullptr;
+    // Otherwise its first sample tells the sizes that are missing.
+    if (sizesKnown) settle(section);
+    sections[id] = std::move(section);
   }
 
-  void sectionRemoved(unsigned int id) override { sections.erase(id); }
+  /// Gives a section its layout, and places its variables in a sample. Does nothing when called again.
+  void settle(Section& section) {
+    if (section.layout != nullptr || tooManyLayouts) return;
+    for (const LogVariable& variable : section.described.variables) {
+      const ElementType* type = elementType(variable);
+      if (variable.name == "index" && variable.count == 1 && type != nullptr) {
+        section.index = {section.bytes, type};
+      }
+      section.bytes += bytesOf(variable);
+    }
+    section.described.hasIndex = section.index.has_value();
+    section.layout = layoutOf(section.described);
+    tooManyLayouts = section.layout == nullptr;
+  }
+
+  void sectionRemoved(unsigned int id) override {
+    const auto found = sections.find(id);
+    if (found == sections.end()) return;
+    settle(found->second);
+    sections.erase(found);
+  }
 
   void sampleBegin(unsigned int id, const timespec* /*time*/, const void* bytes,
                    std::size_t size) override {
@@ -134,8 +177,21 @@ class BlackboxSource final : public LogSource, private telemetry::BlackboxReader
     if (found == sections.end()) return;
     const auto* first = static_cast<const unsigned char*>(bytes);
     // Copied: the library's bytes are only valid during the callback.
-    sample.assign(first, first + size);
+    sampleBytes.assign(first, first + size);
     sampled = &found->second;
+  }
+
+  void sample(unsigned int /*id*/, const timespec* /*time*/, unsigned int index,
+              const telemetry::VarDesc& /*description*/, const void* /*bytes*/, std::size_t size) override {
+    if (sampled == nullptr || sampled->layout != nullptr) return;
+    std::vector<LogVariable>& variables = sampled->described.variables;
+    if (index < variables.size() && variables[index].count > 0) {
+      variables[index].elementBytes = size / variables[index].count;
+    }
+  }
+
+  void sampleEnd(unsigned int /*id*/) override {
+    if (sampled != nullptr) settle(*sampled);
   }
 
   void fileHeader(const std::map<std::string, std::string>& values) override {
@@ -143,12 +199,13 @@ class BlackboxSource final : public LogSource, private telemetry::BlackboxReader
     if (found != values.end()) variant = found->second;
   }
 
-  const std::unique_ptr<telemetry::BlackboxReaderItf> reader;
   std::map<unsigned int, Section> sections;  ///< those that exist at this place of the log
-  std::vector<unsigned char> sample;
-  Section* sampled = nullptr;  ///< the section of `sample`, once there is one
+  std::vector<unsigned char> sampleBytes;    ///< the values of the sample read last
+  Section* sampled = nullptr;                ///< the section of `sampleBytes`, once there is one
   bool tooManyLayouts = false;
   bool headDamaged = false;
+  // Destroyed first: a telemetry library may deliver a last sample while its reader is destroyed.
+  const std::unique_ptr<telemetry::BlackboxReaderItf> reader;
 };
 
 }  // namespace

@@ -65,19 +65,24 @@ constexpr std::array<ElementType, 11> TYPES = {
 
 }  // namespace
 
-const ElementType* elementType(const telemetry::VarDesc& variable) {
-  const auto found = std::find_if(TYPES.begin(), TYPES.end(), [&variable](const ElementType& known) {
-    // A damaged log may give a known type an impossible width.
-    return known.type == variable.type && known.bytes == variable.elementBytes;
-  });
+const ElementType* elementType(tlm_var_type type) {
+  const auto found = std::find_if(TYPES.begin(), TYPES.end(),
+                                  [type](const ElementType& known) { return known.type == type; });
   return found == TYPES.end() ? nullptr : &*found;
 }
 
-std::string typeName(const telemetry::VarDesc& variable) {
+const ElementType* elementType(const LogVariable& variable) {
+  const ElementType* known = elementType(variable.type);
+  // A damaged log may give a known type an impossible width.
+  return known != nullptr && known->bytes == variable.elementBytes ? known : nullptr;
+}
+
+std::string typeName(const LogVariable& variable) {
   const ElementType* known = elementType(variable);
-  std::string name = known != nullptr ? known->name
-                                      : "type " + std::to_string(variable.type) + " of " +
-                                            std::to_string(variable.elementBytes) + " bytes";
+  std::string name = known != nullptr ? known->name : "type " + std::to_string(variable.type);
+  if (known == nullptr && variable.elementBytes > 0) {
+    name += " of " + std::to_string(variable.elementBytes) + " bytes";
+  }
   if (variable.count != 1) name += "[" + std::to_string(variable.count) + "]";
   return name;
 }

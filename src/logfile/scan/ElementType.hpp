@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "logfile/scan/LogSource.hpp"
 #include "telemetry/var_desc.hpp"
 
 /// How the elements of a log's variable are read, compared and shown.
@@ -27,9 +28,12 @@ struct ElementType {
 // Otherwise a long double could not hold every 64-bit integer exactly.
 static_assert(sizeof(long double) > sizeof(double));
 
+/// The type of this number; null when there is none.
+const ElementType* elementType(tlm_var_type type);
+
 /// The type of a variable's elements; null for one that no type says how to read, by its number or by the
 /// size of its elements.
-const ElementType* elementType(const telemetry::VarDesc& variable);
+const ElementType* elementType(const LogVariable& variable);
 
 /// The name of a variable's type with the number of its elements, such as "float" or "uint8[16]".
-std::string typeName(const telemetry::VarDesc& variable);
+std::string typeName(const LogVariable& variable);

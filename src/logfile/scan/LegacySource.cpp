@@ -14,8 +14,8 @@
 namespace {
 
 /// Describes variables of these names: all values of a legacy log are doubles.
-std::vector<telemetry::VarDesc> doubles(const std::vector<std::string>& names) {
-  std::vector<telemetry::VarDesc> variables;
+std::vector<LogVariable> doubles(const std::vector<std::string>& names) {
+  std::vector<LogVariable> variables;
   variables.reserve(names.size());
   for (const std::string& name : names) variables.push_back({name, TLM_VAR_DOUBLE, 1, sizeof(double)});
   return variables;

@@ -2,7 +2,7 @@
 
 std::string LogEnd::text() const {
   // In the order of State.
-  static constexpr const char* WORDS[] = {"whole", "cut short", "damaged", "unreadable"};
+  static constexpr const char* WORDS[] = {"whole", "cut short", "damaged", "unreadable", "not told"};
   std::string line = WORDS[state];
   // Damage begins at the byte; a cut log is good up to there.
   if (byte) line += (state == DAMAGED ? " at byte " : " after byte ") + std::to_string(*byte);

@@ -12,12 +12,20 @@
 
 enum class LogKind { CONTINUOUS, EVENTS, BLACKBOX };
 
+/// One variable of a log's records. In a record it takes elementBytes * count bytes.
+struct LogVariable {
+  std::string name;
+  tlm_var_type type;    ///< of one element; a log may hold numbers that the enumeration has no name for
+  std::uint64_t count;  ///< elements; 1 for a scalar
+  std::size_t elementBytes;  ///< 0 where neither the type nor a sample tells the size of an element
+};
+
 /// What the records of one sort hold: those of a blackbox log's section, those of an API of an event log,
 /// or all records of a continuous log. The values lie back to back in the order of the variables. The
 /// values of legacy logs are doubles throughout.
 struct RecordLayout {
   std::string name;  ///< of the section or the API; empty in a continuous log
-  std::vector<telemetry::VarDesc> variables;
+  std::vector<LogVariable> variables;
   bool hasIndex;  ///< records name their step; those that don't are numbered from 0
 };
 
@@ -35,11 +43,16 @@ struct LogEnd {
     CUT,         ///< it stops inside a record, or before the end that its format has
     DAMAGED,     ///< its content contradicts itself
     UNREADABLE,  ///< the system could not read on
+    NOT_TOLD,    ///< read to the end that the telemetry library gives, which tells no cut log from a whole
+                 ///< one
   };
   State state = WHOLE;
   std::optional<std::uint64_t> byte;  ///< everything before this offset is good; unset where it isn't known
   std::string reason;                 ///< of damage and of a failure to read
   std::uint64_t remainder = 0;        ///< bytes of a cut record of a continuous log, from `byte` on
+
+  /// Whether everything that the log ever held may have been read.
+  bool reached() const { return state == WHOLE || state == NOT_TOLD; }
 
   /// "whole", or what is wrong and where.
   std::string text() const;

@@ -9,12 +9,12 @@ namespace {
 
 /// A variable as it lies in a record.
 struct Field {
-  Field(const telemetry::VarDesc& variable, std::size_t recordOffset)
+  Field(const LogVariable& variable, std::size_t recordOffset)
       : elements(variable.count), offset(recordOffset), type(elementType(variable)) {
     if (type != nullptr) return;
     // An unknown type counts as so many bytes.
     elements *= variable.elementBytes;
-    type = elementType({"", TLM_VAR_UINT8, 1, 1});
+    type = elementType(TLM_VAR_UINT8);
   }
 
   Place place() const { return {offset, type->bytes, type->read, type}; }
@@ -47,7 +47,7 @@ void addElements(Fields& fields, const std::string& name, const Field& field, co
 Fields fieldsOf(LogKind kind, const RecordLayout& layout, const Selection& selection) {
   Fields fields;
   std::size_t offset = 0;
-  for (const telemetry::VarDesc& variable : layout.variables) {
+  for (const LogVariable& variable : layout.variables) {
     const bool argument = kind == LogKind::EVENTS;
     const std::string name = argument ? layout.name + "." + variable.name : variable.name;
     const Field field(variable, offset);

@@ -29,8 +29,8 @@ bool DiffResult::same() const {
 
 bool DiffResult::whole() const {
   // What a replay makes of an unusual call depends on the library, not on the logs alone.
-  return ends.a && ends.a->state == LogEnd::WHOLE && ends.b && ends.b->state == LogEnd::WHOLE &&
-         unusual.a.empty() && unusual.b.empty();
+  return ends.a && ends.a->reached() && ends.b && ends.b->reached() && unusual.a.empty() &&
+         unusual.b.empty();
 }
 
 // Names the outermost thing that is missing, since the others follow from it.

@@ -31,7 +31,7 @@ Json indexJson(const LayoutSummary& part) {
 
 Json variablesJson(const RecordLayout& layout) {
   Json list = Json::array();
-  for (const telemetry::VarDesc& variable : layout.variables) {
+  for (const LogVariable& variable : layout.variables) {
     const ElementType* type = elementType(variable);
     list.push_back({{"name", variable.name},
                     // Null for an unknown type; the sizes are known all the same.

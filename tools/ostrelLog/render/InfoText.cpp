@@ -15,9 +15,9 @@ namespace logtool {
 namespace {
 
 /// The types of the variables, each with its number of variables, the most frequent one first.
-std::string typeCounts(const std::vector<telemetry::VarDesc>& variables) {
+std::string typeCounts(const std::vector<LogVariable>& variables) {
   std::map<std::string, std::size_t> counts;
-  for (const telemetry::VarDesc& variable : variables) ++counts[typeName(variable)];
+  for (const LogVariable& variable : variables) ++counts[typeName(variable)];
   std::vector<std::pair<std::string, std::size_t>> sorted(counts.begin(), counts.end());
   // Stable, so that types of the same frequency stay in the order of their names.
   std::stable_sort(sorted.begin(), sorted.end(),
@@ -79,7 +79,7 @@ void writeLayout(std::ostream& out, const LayoutSummary& part, bool everyColumn)
   row(out, layout.name.empty() ? "columns" : "variables")
       << layout.variables.size() << ": " << typeCounts(layout.variables) << "\n";
   if (everyColumn) {
-    for (const telemetry::VarDesc& variable : layout.variables) {
+    for (const LogVariable& variable : layout.variables) {
       out << "    " << std::left << std::setw(8) << typeName(variable) << " " << std::right
           << printable(variable.name) << "\n";
     }
@@ -103,7 +103,7 @@ void writeCalls(std::ostream& out, const LogSummary& log) {
     // As wide as the labels of the other rows, so that the names line up with their texts.
     out << std::setw(11) << api.records.count << "  " << printable(api.layout.name) << "(";
     const char* separator = "";
-    for (const telemetry::VarDesc& argument : api.layout.variables) {
+    for (const LogVariable& argument : api.layout.variables) {
       out << separator << printable(argument.name);
       separator = ", ";
     }

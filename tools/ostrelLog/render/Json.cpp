@@ -11,6 +11,7 @@ const char* stateName(LogEnd::State state) {
     case LogEnd::WHOLE: return "whole";
     case LogEnd::CUT: return "cut";
     case LogEnd::DAMAGED: return "damaged";
+    case LogEnd::NOT_TOLD: return "not told";
     default: return "unreadable";
   }
 }

@@ -53,7 +53,8 @@ CLI::App* Info::addTo(CLI::App& program) {
       "info",
       "Say what logs of any kind are: variant, columns, sections or APIs, records, step indices and\n"
       "their gaps, and whether the end is whole or cut, and where.\n"
-      "Exit status: 0 all whole, 3 one is cut or damaged, 1 one can't be read or is no log.");
+      "Exit status: 0 all whole, 3 one is cut or damaged or its end is not told, 1 one can't be read\n"
+      "or is no log.");
   command->add_option("FILE", options.files, "Legacy continuous, legacy event and blackbox logs")
       ->required();
   command->add_flag("--json", options.json, "Print an array with one object per file, for programs");
