@@ -23,16 +23,12 @@ EventRecords::State EventRecords::readHead(std::vector<double>& values) {
   values.clear();
   if (!file.append(values, EVENT_HEAD_VALUES)) return failedRead();
   head = EventHead(values.data());
-  oddity = judge(values.data());
+  oddity = judge(head, values.data(), format);
   return oddity == NONE ? WHOLE : UNUSUAL;
 }
 
 EventRecords::State EventRecords::readArguments(std::vector<double>& values, std::uint64_t wanted) {
-  // The recorded double is compared, not the integer made of it: that has wrapped when the size is
-  // negative.
-  constexpr double headBytes = EVENT_HEAD_VALUES * sizeof(double);
-  const double recordBytes = values[RECORD_BYTES];
-  if (!std::isfinite(recordBytes) || recordBytes < headBytes) {
+  if (!isPossibleSize(values[RECORD_BYTES])) {
     file.end();
     return DAMAGED;
   }
@@ -46,8 +42,15 @@ EventRecords::State EventRecords::readArguments(std::vector<double>& values, std
   return oddity == NONE ? WHOLE : UNUSUAL;
 }
 
-/// What is unusual about the head. Its size has not been checked yet.
-EventRecords::Oddity EventRecords::judge(const double* values) const {
+bool EventRecords::isPossibleSize(double recordBytes) {
+  // The recorded double is compared, not the integer made of it: that has wrapped when the size is
+  // negative.
+  constexpr double headBytes = EVENT_HEAD_VALUES * sizeof(double);
+  return std::isfinite(recordBytes) && recordBytes >= headBytes;
+}
+
+EventRecords::Oddity EventRecords::judge(const EventHead& head, const double* values,
+                                         const EventFormat& format) {
   if (head.eventId < 0 || static_cast<std::size_t>(head.eventId) >= format.getEntries().size()) {
     return UNNAMED_API;
   }

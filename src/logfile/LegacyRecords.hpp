@@ -46,6 +46,13 @@ class EventRecords {
   /// Whether a state is a record, and not the end of the log.
   static bool isRecord(State state) { return state == WHOLE || state == UNUSUAL; }
 
+  /// What is unusual about a record, told by its decoded head and the three values of it. Whether its size
+  /// can be is another question.
+  static Oddity judge(const EventHead& head, const double* values, const EventFormat& format);
+
+  /// Whether a record can have this size in bytes, as it stands in its head.
+  static bool isPossibleSize(double recordBytes);
+
   EventRecords(LegacyFile& log, const EventFormat& eventFormat) : file(log), format(eventFormat) {}
 
   /// Reads the head of the next record into `values`, which then holds nothing else, and decodes it into
@@ -62,7 +69,6 @@ class EventRecords {
   Oddity oddity = NONE;     ///< of that record
 
  private:
-  Oddity judge(const double* values) const;
   State failedRead();
 
   LegacyFile& file;

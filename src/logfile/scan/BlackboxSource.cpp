@@ -53,6 +53,12 @@ class BlackboxSource final : public LogSource, private telemetry::BlackboxReader
     return 0;
   }
 
+  std::optional<std::uint64_t> position() const override {
+    const std::optional<ReaderPosition> progress = positionOf(*reader);
+    if (!progress) return std::nullopt;
+    return progress->byte;
+  }
+
  private:
   /// Where the samples of a section have their step index.
   struct Index {
@@ -76,7 +82,10 @@ class BlackboxSource final : public LogSource, private telemetry::BlackboxReader
     sampled = nullptr;
     int result = 0;
     // A step is one block, which need not be a sample.
-    while (result == 0 && sampled == nullptr && !tooManyLayouts) result = reader->step();
+    while (result == 0 && sampled == nullptr && !tooManyLayouts) {
+      blockStart = position();
+      result = reader->step();
+    }
     if (sampled == nullptr || tooManyLayouts) {
       judgeEnd(result);
       return false;
@@ -92,21 +101,21 @@ class BlackboxSource final : public LogSource, private telemetry::BlackboxReader
 
   /// Tells how the log ended from the last result of the telemetry library.
   void judgeEnd(int result) {
-    const std::optional<ReaderPosition> position = positionOf(*reader);
-    std::optional<std::uint64_t> byte;
-    if (position) byte = position->byte;
+    const std::optional<ReaderPosition> progress = positionOf(*reader);
+    const std::optional<std::uint64_t> byte = position();
     // Sections without samples are part of the log, too.
     for (auto& [id, section] : sections) settle(section);
     if (tooManyLayouts) {
-      ended(LogEnd::DAMAGED, byte, "more than " + std::to_string(MAX_LAYOUTS) + " different sections");
+      ended(LogEnd::DAMAGED, blockStart,
+            "more than " + std::to_string(MAX_LAYOUTS) + " different sections");
     } else if (result == -EBADMSG) {
       ended(LogEnd::DAMAGED, byte);
     } else if (result != -ENOENT) {
       ended(LogEnd::UNREADABLE, byte, errorText(result));
-    } else if (!position) {
+    } else if (!progress) {
       ended(LogEnd::NOT_TOLD, std::nullopt);
       // The library ends cut and closed logs alike; only a closed one has its END block.
-    } else if (!position->closed) {
+    } else if (!progress->closed) {
       ended(LogEnd::CUT, byte);
     }
   }
@@ -202,6 +211,7 @@ class BlackboxSource final : public LogSource, private telemetry::BlackboxReader
   std::map<unsigned int, Section> sections;  ///< those that exist at this place of the log
   std::vector<unsigned char> sampleBytes;    ///< the values of the sample read last
   Section* sampled = nullptr;                ///< the section of `sampleBytes`, once there is one
+  std::optional<std::uint64_t> blockStart;   ///< of the block read last
   bool tooManyLayouts = false;
   bool headDamaged = false;
   // Destroyed first: a telemetry library may deliver a last sample while its reader is destroyed.

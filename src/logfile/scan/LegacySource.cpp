@@ -38,6 +38,8 @@ class ContinuousSource final : public LogSource {
     values.resize(titles.size());
   }
 
+  std::optional<std::uint64_t> position() const override { return bytes->position(); }
+
  private:
   bool read(Record& record) override {
     const std::uint64_t start = bytes->position();

@@ -72,6 +72,10 @@ class LogSource {
   /// How the log ended, once next() was false.
   const LogEnd& end() const { return logEnd; }
 
+  /// Offset of the byte behind the record that next() gave last; behind the header before the first one.
+  /// Unset in event logs, and in blackbox logs where the telemetry library does not tell it.
+  virtual std::optional<std::uint64_t> position() const { return std::nullopt; }
+
   /// How many records were unusual, by what was unusual about them. A replay takes them as they are, as far
   /// as it can; the log is no less whole for them.
   const std::map<std::string, std::uint64_t>& unusual() const { return oddities; }
