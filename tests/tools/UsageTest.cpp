@@ -35,6 +35,7 @@ const UsageRow WRONG_USAGES[] = {
     {"NegativeSeed", "make f --seed -1", "--seed: must be a whole number from 0 to 18446744073709551615"},
     {"VariantWithABlank", "make f --variant \"quad x\"", VARIANT},
     {"VariantWithAControlCharacter", "make f --variant quad\x7fx", VARIANT},
+    {"WindowThatEndsBeforeItBegins", "cut a -o b --from 2 --to 1", "--from: is higher than --to"},
     {"ToleranceBelowZero", "diff a b --tolerance=-1e-9", TOLERANCE},
 };
 INSTANTIATE_ROWS(UsageTest, WRONG_USAGES);

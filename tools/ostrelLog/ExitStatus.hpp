@@ -18,6 +18,11 @@ enum class ExitStatus {
   UNREADABLE = 1,  ///< at least one file could not be read, or is no log
   NOT_WHOLE = 3,   ///< every file could be read, at least one is cut or damaged
 
+  // recover and cut
+  SAVED = 0,          ///< written, and the log was whole
+  NOT_SAVED = 1,      ///< nothing to save, or a file could not be read or written
+  SAVED_IN_PART = 3,  ///< written, and part of the log was lost
+
   // diff
   SAME = 0,
   DIFFERENT = 1,

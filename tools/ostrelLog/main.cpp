@@ -11,9 +11,11 @@
 #include "logfile/OutputFile.hpp"
 #include "ostrelLog/Verb.hpp"
 #include "ostrelLog/Version.hpp"
+#include "ostrelLog/verbs/Cut.hpp"
 #include "ostrelLog/verbs/Diff.hpp"
 #include "ostrelLog/verbs/Info.hpp"
 #include "ostrelLog/verbs/Make.hpp"
+#include "ostrelLog/verbs/Recover.hpp"
 #include "ostrelLog/verbs/Report.hpp"
 #include "telemetry/blackbox_reader.hpp"
 
@@ -28,6 +30,8 @@ std::vector<std::unique_ptr<Verb>> allVerbs() {
   verbs.push_back(std::make_unique<Info>());
   verbs.push_back(std::make_unique<Diff>());
   verbs.push_back(std::make_unique<Report>());
+  verbs.push_back(std::make_unique<Recover>());
+  verbs.push_back(std::make_unique<Cut>());
   return verbs;
 }
 

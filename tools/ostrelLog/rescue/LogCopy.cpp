@@ -1,0 +1,128 @@
+#include "ostrelLog/rescue/LogCopy.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <ostream>
+#include <system_error>
+
+#include "logfile/ErrorText.hpp"
+#include "logfile/OutputFile.hpp"
+
+namespace logtool {
+
+namespace {
+
+// What is read and written at once: a header in front of which much other text stands may be long.
+constexpr std::uint64_t CHUNK_BYTES = 64UL * 1024;
+
+/// Appends a piece of the log to the file. 0 or a negated errno.
+int write(OutputFile& file, LogBytes& log, const Piece& piece) {
+  for (std::uint64_t at = piece.begin; at < piece.end; at += CHUNK_BYTES) {
+    const auto count = static_cast<std::size_t>(std::min(piece.end - at, CHUNK_BYTES));
+    const unsigned char* bytes = log.at(at, count);
+    if (bytes == nullptr) return log.readError();
+    if (const int result = file.write(bytes, count); result < 0) return result;
+  }
+  return 0;
+}
+
+/// Whether the piece goes into the copy, which is told of it.
+bool takes(LogCopy& copy, const Piece& piece, const Window& window, bool isOfEvents) {
+  if (piece.index) {
+    if (*piece.index >= window.from && *piece.index <= window.to) {
+      copy.kept.add(*piece.index);
+    } else if (isOfEvents && *piece.index > window.to && copy.kept.count > 0 && !copy.behind) {
+      copy.behind = piece.index;
+    } else {
+      return false;
+    }
+  }
+  copy.keptBytes += piece.end - piece.begin;
+  return true;
+}
+
+/// Why there is no record to copy.
+std::string nothingKept(const Window& window, const LogEnd& end) {
+  std::string reason = "no whole record";
+  if (window.to != Window().to) {
+    reason += " of the steps " + std::to_string(window.from) + " to " + std::to_string(window.to);
+  }
+  return end.state == LogEnd::WHOLE ? reason : reason + ", and the log is " + end.text();
+}
+
+std::string steps(const IndexSummary& records) {
+  if (records.count == 0) return "";
+  return ", steps " + std::to_string(records.first) + " to " + std::to_string(records.last);
+}
+
+std::string behind(std::optional<std::int64_t> step) {
+  return step ? " behind step " + std::to_string(*step) : "";
+}
+
+}  // namespace
+
+bool isSameFile(const std::string& one, const std::string& other) {
+  std::error_code isNone;  // a file that does not exist is not the same as any
+  return std::filesystem::equivalent(one, other, isNone);
+}
+
+std::variant<LogCopy, Fault> copyLog(const std::string& path, const std::string& newPath,
+                                     const Window& window) {
+  LogBytes log;
+  std::string fault = log.open(path);
+  if (!fault.empty()) return Fault{path, fault};
+  const std::unique_ptr<Pieces> pieces = Pieces::open(path, log, fault);
+  if (!pieces) return Fault{path, fault};
+
+  OutputFile file(newPath);
+  if (const int result = file.open(); result < 0) return Fault{newPath, errorText(result)};
+  LogCopy copy;
+  copy.logBytes = log.size();
+  const bool isOfEvents = pieces->kind == LogKind::EVENTS;
+  int result = 0;
+  for (Piece piece{}; result == 0 && pieces->next(piece);) {
+    if (takes(copy, piece, window, isOfEvents)) result = write(file, log, piece);
+    // Nothing is written for long where the window is far behind, and a signal must end that too.
+    if (OutputFile::interruption() != 0) result = -EINTR;
+  }
+  if (result < 0) return Fault{log.readError() < 0 ? path : newPath, errorText(result)};
+
+  copy.losses = pieces->losses();
+  const bool isWhole = copy.losses.end.state == LogEnd::WHOLE && !copy.losses.any();
+  if (copy.kept.count == 0 && !(isWhole && isOfEvents)) {
+    return Fault{path, nothingKept(window, copy.losses.end)};
+  }
+  const std::string closing = pieces->closing();
+  copy.closed = !closing.empty();
+  result = file.write(closing.data(), closing.size());
+  if (result == 0) result = file.close();
+  if (result == 0) result = file.keep();
+  if (result < 0) return Fault{newPath, errorText(result)};
+  return copy;
+}
+
+void writeText(std::ostream& out, const LogCopy& copy) {
+  const Losses& lost = copy.losses;
+  out << "  kept       " << counted(copy.kept.count, "record") << steps(copy.kept) << ", " << copy.keptBytes
+      << " of " << counted(copy.logBytes, "byte") << "\n";
+  if (lost.unusual > 0) {
+    out << "  unusual    " << counted(lost.unusual, "record") << " that the header contradicts, kept as "
+        << (lost.unusual == 1 ? "it is\n" : "they are\n");
+  }
+  if (lost.records > 0) {
+    out << "  lost       " << counted(lost.records, "damaged record") << " of "
+        << counted(lost.bytes, "byte") << ", the first at byte " << lost.firstByte;
+    out << behind(lost.behind) << "; the sizes of the records lead to the next whole one\n";
+  }
+  if (lost.endBytes > 0) {
+    // Of a cut log, only the record that was cut is in the file; damage may hide any number.
+    out << "  lost       "
+        << (lost.end.state == LogEnd::CUT ? "part of a record" : "an unknown number of records")
+        << behind(lost.endBehind) << ", " << counted(lost.endBytes, "byte") << ": " << lost.end.text()
+        << "\n";
+  }
+  if (copy.closed) out << "  closed     the log had no end block, the new one has\n";
+}
+
+}  // namespace logtool

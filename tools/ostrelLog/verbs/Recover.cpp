@@ -1,0 +1,17 @@
+#include "ostrelLog/verbs/Recover.hpp"
+
+#include <CLI/CLI.hpp>
+
+namespace logtool {
+
+CLI::App* Recover::addTo(CLI::App& program) {
+  CLI::App* command = program.add_subcommand(
+      "recover",
+      "Write the part of a cut or damaged log that can be trusted as a whole log of the same kind, and\n"
+      "say what was kept and what was lost.\n"
+      "Exit status: 0 nothing was lost, 3 something was, 1 nothing to save or not writable.");
+  addFiles(*command);
+  return command;
+}
+
+}  // namespace logtool
