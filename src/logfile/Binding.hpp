@@ -36,6 +36,18 @@ struct ApiBinding {
   std::size_t argumentsInLibrary = 0;
 };
 
+/// An API of the library, as its entries name it.
+struct LibraryApi {
+  std::string name;
+  std::vector<std::string> arguments;  ///< in the order in which they take the recorded values
+};
+
+/// The library's APIs, by their position in the event registry's `entryList`.
+std::vector<LibraryApi> libraryApis(const DataRegistry& registry);
+
+/// The APIs of an event log beside the library's, by event id.
+std::vector<ApiBinding> bindApis(const LegacyFormat& format, const std::vector<LibraryApi>& library);
+
 /// The APIs of an event log beside those of the event registry. Arguments are bound by position.
 struct EventBinding {
   std::vector<ApiBinding> apis;  ///< by event id

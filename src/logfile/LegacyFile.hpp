@@ -15,6 +15,9 @@ struct HeaderText {
   /// the search too.
   static constexpr std::uint64_t MAX_SEARCH_BYTES = 256UL * 1024 * 1024;
 
+  /// More lines than this in front of a header are worth a warning.
+  static constexpr std::uint64_t MAX_SILENT_PREAMBLE = 6;
+
   std::string text;                 ///< the header's lines, each with a line feed; empty without a header
   std::uint64_t preambleLines = 0;  ///< lines in front of it
   bool started = false;             ///< its first line was found

@@ -92,6 +92,15 @@ std::string LegacyHeader::firstValue(const std::string& key) const {
   return found->second.values.front();
 }
 
+std::string HeaderRemark::faultText() const {
+  if (kind == NOT_OF_EVENTS) return "it is no event log";
+  if (kind == NUMBER_UNUSABLE) {
+    return "its '" + key + "' entry in line " + std::to_string(line) + " is no usable number: " + text;
+  }
+  // Line 0 means that the key is missing. The other fault of this kind is a "titles" line without names.
+  return line == 0 ? "its header has no '" + key + "' entry" : "its header names no columns";
+}
+
 ParsedHeader<ContinuousFormat> ContinuousFormat::parse(const LegacyHeader& header) {
   using namespace LegacyLayout;
   ParsedHeader<ContinuousFormat> parsed;

@@ -52,6 +52,9 @@ struct HeaderRemark {
   /// Whether the log can't be read.
   bool isFault() const { return kind >= KEY_MISSING; }
 
+  /// A fault in words: why the log can't be read.
+  std::string faultText() const;
+
   Kind kind;
   std::string key;
   std::string text;  ///< what stands there, where that is the fault

@@ -17,9 +17,6 @@
 
 namespace {
 
-/// More lines than this in front of a header are worth a warning.
-constexpr std::uint64_t MAX_SILENT_PREAMBLE = 6;
-
 /// The log line of one remark on a header.
 void logRemark(const HeaderRemark& remark) {
   switch (remark.kind) {
@@ -127,7 +124,7 @@ HeaderText LegacyReader::readHeaderText() {
     log_print(LOG_TAG, LOG_ERR, "Input file %s badly formatted, missing header section \"%s\"",
               file.path().c_str(), LegacyLayout::NAVDATA_SECTION);
   }
-  if (header.preambleLines > MAX_SILENT_PREAMBLE) {
+  if (header.preambleLines > HeaderText::MAX_SILENT_PREAMBLE) {
     // The line prints an int; a larger count shows as the largest int.
     constexpr std::uint64_t mostShown = std::numeric_limits<int>::max();
     log_print(LOG_TAG, LOG_WARNING, "Input file %s has %d lines before its header, is it normal?",

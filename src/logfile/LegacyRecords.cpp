@@ -18,6 +18,14 @@ EventHead::EventHead(const double* values)
       eventId(truncateTo<std::int32_t>(values[EVENT_ID])),
       argumentCount(recordBytes / sizeof(double) - EVENT_HEAD_VALUES) {}
 
+const char* EventRecords::text(Oddity oddity) {
+  switch (oddity) {
+    case UNNAMED_API: return "of an API that the header does not name, not counted as calls";
+    case OTHER_ARGUMENT_COUNT: return "with another number of arguments than the header names";
+    default: return "with a size that is no multiple of 8, or a step or API number with a fraction";
+  }
+}
+
 EventRecords::State EventRecords::readHead(std::vector<double>& values) {
   start = file.position();
   values.clear();

@@ -43,6 +43,9 @@ class EventRecords {
     FRACTION,              ///< its size is no multiple of 8, or its step or event id no whole number
   };
 
+  /// An oddity in words, to be put behind a number of calls.
+  static const char* text(Oddity oddity);
+
   /// Whether a state is a record, and not the end of the log.
   static bool isRecord(State state) { return state == WHOLE || state == UNUSUAL; }
 

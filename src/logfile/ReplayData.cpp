@@ -40,6 +40,13 @@ ReplayData::ReplayData(const std::string& path, DataRegistry& registry, LogFile:
   }
 }
 
+std::int64_t ReplayData::jump(std::int32_t previousIndex, std::int32_t index) {
+  // 64 bits wide, since the difference of two indices from a file may not fit in 32.
+  const std::int64_t steps = std::int64_t{index} - previousIndex;
+  // Nothing is known of what came before the first sample, for which the previous index is 0.
+  return steps >= 2 && previousIndex >= 1 ? steps : 0;
+}
+
 ReplayData::~ReplayData() {
   if (reader) reader->close();
 }

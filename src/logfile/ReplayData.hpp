@@ -26,6 +26,10 @@ class ReplayData {
   /// Closes the reader, then destroys it.
   ~ReplayData();
 
+  /// How far a sample's index is from that of the sample before it, when samples are missing between the
+  /// two; otherwise 0.
+  static std::int64_t jump(std::int32_t previousIndex, std::int32_t index);
+
   std::unique_ptr<LogFile::IReader> reader;  ///< never null
   std::int32_t index = 0;                    ///< step index of the sample just read, written by the reader
   std::int32_t previousIndex = 0;  ///< step index of the sample before it; the replay loop's to keep

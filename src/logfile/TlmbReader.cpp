@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "logfile/ErrorText.hpp"
 #include "logservice/log.h"
@@ -68,7 +69,8 @@ int TlmbReaderImpl::popSample() {
   while (result == 0 && !sampleDone) result = blackbox->step();
   if (result != -ENOENT) return result;
   // An end without an adopted section usually means a wrong TLMB_SECTION_NAME, so the names help.
-  if (!adopted) warnOfMissingSection();
+  // popSample() reaches the end again each time that it is called.
+  if (!adopted && !std::exchange(warned, true)) tellMissingSection();
   return -ENODATA;
 }
 
@@ -131,10 +133,7 @@ int TlmbReaderImpl::doMapping(unsigned int section) {
     adopted = true;
     return 0;
   }
-  log_print(LOG_TAG, LOG_WARNING, "The following entries have not been filled");
-  for (DataEntryBase* entry : registry->entryList) {
-    if (unfilled.count(entry) != 0) log_print(LOG_TAG, LOG_INFO, "   %s", entry->name.c_str());
-  }
+  tellUnfilled(unfilled);
   return -EINVAL;
 }
 
@@ -147,12 +146,11 @@ int TlmbReaderImpl::planVariable(std::uint32_t index, const telemetry::VarDesc& 
   DataEntryBase* entry = found->second;
   // Entries are scalars; arrays are recorded as one variable for each element.
   if (variable.count > 1) {
-    log_print(LOG_TAG, LOG_ERR, "Variables with count > 1 not supported");
+    tellArray();
     return -EINVAL;
   }
   if (!typesMatch(entry->type, variable.type)) {
-    log_print(LOG_TAG, LOG_WARNING, "var %s type mismatch (bbox=%d, tlmb=%d)", variable.name.c_str(),
-              static_cast<int>(entry->type), static_cast<int>(variable.type));
+    tellOtherType(variable, entry->type);
     return 0;
   }
   // Before the address is known: an entry that can't be filled fails the mapping anyway.
@@ -173,10 +171,23 @@ int TlmbReaderImpl::planVariable(std::uint32_t index, const telemetry::VarDesc& 
   return 0;
 }
 
-void TlmbReaderImpl::warnOfMissingSection() {
-  // popSample() reaches the end again each time that it is called.
-  if (warned) return;
-  warned = true;
+void TlmbReaderImpl::tellArray() {
+  log_print(LOG_TAG, LOG_ERR, "Variables with count > 1 not supported");
+}
+
+void TlmbReaderImpl::tellOtherType(const telemetry::VarDesc& variable, Types entryType) {
+  log_print(LOG_TAG, LOG_WARNING, "var %s type mismatch (bbox=%d, tlmb=%d)", variable.name.c_str(),
+            static_cast<int>(entryType), static_cast<int>(variable.type));
+}
+
+void TlmbReaderImpl::tellUnfilled(const std::set<DataEntryBase*>& unfilled) {
+  log_print(LOG_TAG, LOG_WARNING, "The following entries have not been filled");
+  for (DataEntryBase* entry : registry->entryList) {
+    if (unfilled.count(entry) != 0) log_print(LOG_TAG, LOG_INFO, "   %s", entry->name.c_str());
+  }
+}
+
+void TlmbReaderImpl::tellMissingSection() {
   std::string seen;
   for (const std::string& name : sectionNames) seen += (seen.empty() ? "" : ", ") + name;
   log_print(LOG_TAG, LOG_WARNING, "No section named '%s' matched in %s, sections seen : %s",

@@ -56,6 +56,14 @@ class TlmbReaderImpl : public TlmbReader, public telemetry::BlackboxReaderItfCb 
               const telemetry::VarDesc& descriptor, const void* bytes, std::size_t size) override;
   void fileHeader(const std::map<std::string, std::string>& header) override;
 
+ protected:
+  // What a replay is told of the log, each as its lines. The companion tool collects it in their place.
+  virtual void tellArray();  ///< the section has an array under the name of an entry: it can't be mapped
+  virtual void tellOtherType(const telemetry::VarDesc& variable, Types entryType);  ///< it fills nothing
+  /// Entries that no variable of the section fills, so that the section was not adopted.
+  virtual void tellUnfilled(const std::set<DataEntryBase*>& unfilled);
+  virtual void tellMissingSection();  ///< the log ended, and no section was adopted
+
  private:
   /// One pair of `copyPlan`, with the width of the field: no sample may write beyond it.
   struct PlannedCopy {
@@ -66,21 +74,32 @@ class TlmbReaderImpl : public TlmbReader, public telemetry::BlackboxReaderItfCb 
   int doMapping(unsigned int section);
   int planVariable(std::uint32_t index, const telemetry::VarDesc& variable,
                    std::set<DataEntryBase*>& unfilled);
-  void warnOfMissingSection();
   static bool typesMatch(Types type, tlm_var_type tlmType);
   static void* getDataEntryPtr(DataEntryBase* entry);
   static std::size_t fieldWidth(Types type);
 
   DataRegistry* registry;
+
+ protected:
   std::unique_ptr<telemetry::BlackboxReaderItf> blackbox;
+
+ private:
   std::uint32_t sectionId = 0xFFFFFFFF;  ///< meaningful once `adopted`: a log may use any id
+
+ protected:
   std::string sectionName;
+
+ private:
   std::map<std::uint32_t, void*>
       copyPlan;  ///< variable index to field; never cleared, the first of an index stays
   bool sampleDone = false;
   bool adopted = false;
   std::vector<PlannedCopy> copies;  ///< `copyPlan` by variable index; no address where nothing is planned
   std::string path;
+
+ protected:
   std::set<std::string> sectionNames;  ///< those seen, for the warning
+
+ private:
   bool warned = false;
 };

@@ -58,13 +58,12 @@ bool isDirectory(const std::string& path) {
   return status && S_ISDIR(status->st_mode);
 }
 
-/// The folder that has a folder of configuration for each variant, with a final slash.
-std::string configurationRoot() {
-  const char* prefix = std::getenv("OSTREL_ROOT_DIR");
-  return std::string(prefix == nullptr ? "" : prefix) + "/etc/ostrel/";
-}
-
 }  // namespace
+
+std::string configurationDirectory(const std::string& droneName) {
+  const char* prefix = std::getenv("OSTREL_ROOT_DIR");
+  return std::string(prefix == nullptr ? "" : prefix) + "/etc/ostrel/" + droneName;
+}
 
 CommandLineArgs::CommandLineArgs(int argc, char** argv) {
   for (int option = 0; (option = getopt(argc, argv, "hg:e:i:d:m:")) != -1;) {
@@ -109,7 +108,7 @@ int CommandLineArgs::check() const {
     return -1;
   }
   // Without a name on the command line this checks the root itself: the variant is settled only later.
-  if (!isDirectory(configurationRoot() + droneName)) {
+  if (!isDirectory(configurationDirectory(droneName))) {
     log_print(LOG_TAG, LOG_ERR, "No Ostrel configuration for %s", droneName.c_str());
     return -1;
   }

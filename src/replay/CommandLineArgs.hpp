@@ -3,6 +3,10 @@
 #include <string>
 #include <vector>
 
+/// The directory of the library's configuration for a hardware name, or, without a name, the one that holds
+/// the directories of all of them.
+std::string configurationDirectory(const std::string& droneName);
+
 /// The tool's options, with the running mode settled.
 class CommandLineArgs {
  public:

@@ -57,10 +57,8 @@ int ReplayLoop::readSample() {
 /// Says when samples are missing in front of the one just read.
 void ReplayLoop::warnOfJump() {
   ReplayData& data = *env.data;
-  // 64 bits wide, since the difference of two indices from a file may not fit in 32.
-  const std::int64_t steps = std::int64_t{data.index} - data.previousIndex;
-  // Nothing is known of what came before the first sample, for which the previous index is 0.
-  if (steps >= 2 && data.previousIndex >= 1) {
+  const std::int64_t steps = ReplayData::jump(data.previousIndex, data.index);
+  if (steps > 0) {
     log_print(LOG_TAG, LOG_WARNING, "Jumped %i steps after iteration %i", static_cast<int>(steps),
               data.previousIndex);
   }

@@ -85,7 +85,7 @@ class EventSource final : public LogSource {
  private:
   bool read(Record& record) override {
     while (readRecord()) {
-      if (records.oddity != EventRecords::NONE) ++oddities[describe(records.oddity)];
+      if (records.oddity != EventRecords::NONE) ++oddities[EventRecords::text(records.oddity)];
       if (records.oddity == EventRecords::UNNAMED_API) continue;  // nothing says what its values are
       // An argument that the record does not have is no number: a replay leaves the one before in force.
       const RecordLayout* layout = known[static_cast<std::size_t>(records.head.eventId)].get();
@@ -124,38 +124,18 @@ class EventSource final : public LogSource {
     return false;
   }
 
-  static const char* describe(EventRecords::Oddity oddity) {
-    switch (oddity) {
-      case EventRecords::UNNAMED_API:
-        return "of an API that the header does not name, not counted as calls";
-      case EventRecords::OTHER_ARGUMENT_COUNT:
-        return "with another number of arguments than the header names";
-      default: return "with a size that is no multiple of 8, or a step or API number with a fraction";
-    }
-  }
-
   const std::unique_ptr<LegacyFile> bytes;
   const std::unique_ptr<EventFormat> format;
   EventRecords records;
   std::vector<double> values;  ///< the head's, then one per argument that the header names
 };
 
-/// The reason, in words, why a log with this fault can't be read.
-std::string describe(const HeaderRemark& fault) {
-  if (fault.kind == HeaderRemark::NUMBER_UNUSABLE) {
-    return "its '" + fault.key + "' entry in line " + std::to_string(fault.line) +
-           " is no usable number: " + fault.text;
-  }
-  // Line 0 means that the key is missing. The other fault of this kind is a "titles" line without names.
-  return fault.line == 0 ? "its header has no '" + fault.key + "' entry" : "its header names no columns";
-}
-
 /// The source, when the header has no fault; null and the fault otherwise.
 template <class Source, class Format>
 std::unique_ptr<LogSource> makeSource(std::unique_ptr<LegacyFile> bytes, ParsedHeader<Format> parsed,
                                       std::string& fault) {
   if (parsed.fault() != nullptr) {
-    fault = describe(*parsed.fault());
+    fault = parsed.fault()->faultText();
     return nullptr;
   }
   return std::make_unique<Source>(std::move(bytes), std::move(parsed.format));
