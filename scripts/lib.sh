@@ -45,4 +45,4 @@ build_preset() {
 }
 
 BUILD_PACKAGES=(g++ cmake ninja-build zlib1g-dev libcli11-dev nlohmann-json3-dev)
-TEST_PACKAGES=(libgtest-dev libgmock-dev libboost-filesystem-dev)
+TEST_PACKAGES=(libgtest-dev libgmock-dev libboost-filesystem-dev python3)

@@ -23,6 +23,11 @@ enum class ExitStatus {
   NOT_SAVED = 1,      ///< nothing to save, or a file could not be read or written
   SAVED_IN_PART = 3,  ///< written, and part of the log was lost
 
+  // check
+  LOSSLESS = 0,
+  CANNOT_RUN = 1,  ///< no replay of the logs would start
+  LOSSES = 3,
+
   // diff
   SAME = 0,
   DIFFERENT = 1,

@@ -11,8 +11,7 @@
 #include "logfile/ErrorText.hpp"
 #include "logfile/LegacyWriter.hpp"
 #include "logfile/OutputFile.hpp"
-#include "registry/DataRegistry.hpp"
-#include "registry/Introspect.hpp"
+#include "ostrelLog/SensorColumns.hpp"
 #include "simulation/FlightPlan.hpp"
 #include "simulation/FlightSimulation.hpp"
 
@@ -42,21 +41,6 @@ std::optional<Fault> faultOf(const OutputFile& file, int result) {
   // A signal has ended the writing: the name of that error would sound like a fault of the disk.
   return Fault{file.path, result == -EINTR ? "interrupted, nothing is written" : errorText(result)};
 }
-
-/// The sensors of one step, registered under the names that a replay gives them.
-struct SensorColumns {
-  SensorColumns() {
-    // These become the names of the columns, by which a replay binds them to its own records.
-    registry.reg<int>("index", &index);
-    Registrator registrator(registry);
-    introspect<sensors_data, Registrator>(registrator, sensors, "inputs.sensors");
-    registry.freeze();
-  }
-
-  int index = 0;
-  sensors_data sensors{};
-  DataRegistry registry;  // its entries point into the members above
-};
 
 /// The two logs while they are written.
 class FlightFiles {

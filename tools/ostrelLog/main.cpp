@@ -11,6 +11,7 @@
 #include "logfile/OutputFile.hpp"
 #include "ostrelLog/Verb.hpp"
 #include "ostrelLog/Version.hpp"
+#include "ostrelLog/verbs/Check.hpp"
 #include "ostrelLog/verbs/Cut.hpp"
 #include "ostrelLog/verbs/Diff.hpp"
 #include "ostrelLog/verbs/Info.hpp"
@@ -29,6 +30,7 @@ std::vector<std::unique_ptr<Verb>> allVerbs() {
   verbs.push_back(std::make_unique<Make>());
   verbs.push_back(std::make_unique<Info>());
   verbs.push_back(std::make_unique<Diff>());
+  verbs.push_back(std::make_unique<Check>());
   verbs.push_back(std::make_unique<Report>());
   verbs.push_back(std::make_unique<Recover>());
   verbs.push_back(std::make_unique<Cut>());

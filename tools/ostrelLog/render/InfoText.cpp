@@ -9,6 +9,7 @@
 
 #include "logfile/scan/ElementType.hpp"
 #include "ostrelLog/Output.hpp"
+#include "ostrelLog/render/Row.hpp"
 
 namespace logtool {
 
@@ -35,11 +36,6 @@ const char* kindText(LogKind kind) {
     case LogKind::EVENTS: return "legacy event log";
     default: return "blackbox log";
   }
-}
-
-/// Starts an output row with its label.
-std::ostream& row(std::ostream& out, const char* label) {
-  return out << "  " << std::left << std::setw(11) << label << std::right;
 }
 
 /// Ends a row; says first how often the index goes back, where it does.

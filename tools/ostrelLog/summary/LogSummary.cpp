@@ -14,17 +14,20 @@ void IndexSummary::add(std::int64_t index) {
   } else if (index < last) {
     ++backwards;
   } else if (index - last > 1) {  // indices have 32 bits: the difference always fits
-    const Gap gap{last, static_cast<std::uint64_t>(index - last - 1)};
-    ++gapCount;
-    missing += gap.missing;
-    // Only a larger one replaces it, so that of equal gaps the first one is named.
-    if (gap.missing > largest.missing) largest = gap;
-    if (firstGaps.size() < GAPS_LISTED) firstGaps.push_back(gap);
+    addGap({last, static_cast<std::uint64_t>(index - last - 1)});
   }
   last = index;
   // All records behind a step back count until the highest step is reached again.
   if (index < highest) ++late;
   highest = std::max(highest, index);
+}
+
+void IndexSummary::addGap(const Gap& gap) {
+  ++gapCount;
+  missing += gap.missing;
+  // Only a larger one replaces it, so that of equal gaps the first one is named.
+  if (gap.missing > largest.missing) largest = gap;
+  if (firstGaps.size() < GAPS_LISTED) firstGaps.push_back(gap);
 }
 
 LogSummary summarize(LogSource& log) {

@@ -24,6 +24,9 @@ struct IndexSummary {
   /// Takes in the index of the next record.
   void add(std::int64_t index);
 
+  /// Counts a gap. Part of add(); alone for whoever only wants to count gaps.
+  void addGap(const Gap& gap);
+
   std::uint64_t count = 0;  ///< records; without any, the other values mean nothing
   std::int64_t first = 0;
   std::int64_t last = 0;
