@@ -46,7 +46,7 @@ class BlackboxSource final : public LogSource, private telemetry::BlackboxReader
 
   /// 0, also for a log whose header is damaged; or the negated errno of the telemetry library.
   int open() {
-    const int result = reader->open(file);
+    const int result = reader ? reader->open(file) : -ENODEV;
     if (result != -EBADMSG) return result;
     // The first word is that of a log, so it is one: damaged from the start, and without records.
     headDamaged = true;

@@ -66,7 +66,7 @@ ExitStatus Diff::run() const {
   // What qualifies the answer goes to standard error, so that standard output holds the answer alone.
   for (const Side side : SIDES) {
     const auto& end = result.ends[side];
-    if (end && !end->reached()) report({result.files[side], end->text()});
+    if (end && end->state != LogEnd::WHOLE) report({result.files[side], end->text()});
     for (const auto& [what, count] : result.unusual[side]) {
       report({result.files[side], "not fully compared: " + counted(count, "call") + " " + what});
     }
