@@ -100,7 +100,7 @@ void TlmbReaderImpl::sectionChanged(unsigned int id, const void* description, st
 
 void TlmbReaderImpl::sample(unsigned int id, const timespec* /*time*/, unsigned int index,
                             const telemetry::VarDesc& /*descriptor*/, const void* bytes, std::size_t size) {
-  if (!adopted || id != sectionId) return;
+  if (!isReplayed(id)) return;
   // Variables that no entry wants have no place in the plan.
   if (index >= copies.size() || copies[index].address == nullptr) return;
   const PlannedCopy& copy = copies[index];
@@ -115,7 +115,7 @@ void TlmbReaderImpl::sample(unsigned int id, const timespec* /*time*/, unsigned 
 }
 
 void TlmbReaderImpl::sampleEnd(unsigned int id) {
-  if (adopted && id == sectionId) sampleDone = true;
+  if (isReplayed(id)) sampleDone = true;
 }
 
 /// Plans the copying of a section's variables and adopts the section when they fill every entry of the

@@ -64,6 +64,9 @@ class TlmbReaderImpl : public TlmbReader, public telemetry::BlackboxReaderItfCb 
   virtual void tellUnfilled(const std::set<DataEntryBase*>& unfilled);
   virtual void tellMissingSection();  ///< the log ended, and no section was adopted
 
+  /// Whether the samples of this section are replayed.
+  bool isReplayed(unsigned int id) const { return adopted && id == sectionId; }
+
  private:
   /// One pair of `copyPlan`, with the width of the field: no sample may write beyond it.
   struct PlannedCopy {

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Damages logs at random and compares what `ostrelLog check` says of them with what the replay then says and does.
+"""Compares what `ostrelLog check` says of damaged and of foreign logs with what the replay then says and does.
 
     check_against_replay.py OSTREL_REPLAY OSTREL_LOG CALL_PROBE COUNT [SEED]
 
@@ -23,6 +23,8 @@ LINES = {
     "end of a legacy log": r"<4>(?:Continuous|Event) file .* ends at byte",
     "end of a blackbox log": r"<[34]>.*: (?:cut short after|damaged in the block at) byte",
     "missing section": r"<4>No section named",
+    "array": r"<3>Variables with count > 1",
+    "other type": r"<4>var .* type mismatch",
     "missing variables": r"<4>The following entries have not been filled",
     "unknown API": r"<6>API named",
     "argument name": r"<3>API .* name differs",
@@ -32,6 +34,7 @@ LINES = {
 }
 NOT_MADE = {"unreached calls", "unnamed calls"}  # told together in one line
 ONLY_IN_THE_CALLS = {"late calls", "unusual calls"}
+ONLY_IN_THE_VALUES = {"skipped samples", "changed section"}
 NUMBERS = [float("nan"), float("inf"), -1.0, 0.0, 3.5, 7.0, 24.0, 32.0, 1e300, 2.0**31]
 TEXTS = [b"", b"0", b"-1", b"x", b"1, 2, 3", b"index, index, a", b"events", b"land, jump", b"9" * 20]
 NAMES = [b"land", b"altitude", b"vx", b"gyro[0].x", b"index"]
@@ -68,15 +71,27 @@ def damaged(rng, log):
     return log
 
 
+def foreign(rng, log):
+    """The legacy log as another system writes it: with other names, and these in another order."""
+    titles = re.search(rb"titles : (.*)", log)
+    names = titles[1].split(b", ")
+    for _ in range(rng.randrange(1, 4)):
+        names[rng.randrange(len(names))] = rng.choice(NAMES + [b"other"])
+    rng.shuffle(names)
+    return log[: titles.start(1)] + b", ".join(names) + log[titles.end(1) :]
+
+
 def run(command, **variables):
     variables |= {"ASAN_OPTIONS": "exitcode=99:verify_asan_link_order=0", "OSTREL_ROOT_DIR": os.getcwd(), "PATH": ""}
     result = subprocess.run(command, env=variables, capture_output=True, timeout=60, check=False)
     return result.returncode, result.stdout.decode(errors="replace"), result.stderr.decode(errors="replace")
 
 
-def named(losses):
-    """How often each kind of line is to come, and with which count, as the losses have it."""
+def named(answer):
+    """How often each kind of line is to come, and with which count, as the check has it."""
     lines = collections.Counter()
+    # A replay also tells how APIs differ of which there are no calls.
+    losses = answer["losses"] + [note for note in answer["notes"] if note["kind"] in LINES]
     if missed := sum(loss["count"] for loss in losses if loss["kind"] in NOT_MADE):
         lines[("calls not made", str(missed))] = 1
     for loss in losses:
@@ -88,7 +103,7 @@ def named(losses):
         elif kind in LINES:
             lines[(kind, str(loss["count"])) if "(\\d" in LINES[kind] else kind] += loss["count"] if kind == "gaps" else 1
         else:
-            assert kind in NOT_MADE | ONLY_IN_THE_CALLS | {"cut", "damaged"}, kind
+            assert kind in NOT_MADE | ONLY_IN_THE_CALLS | ONLY_IN_THE_VALUES | {"cut", "damaged"}, kind
     return lines
 
 
@@ -106,7 +121,7 @@ def told(lines):
 
 def compare(replay, tool, probe, logs, section):
     """The verdict, after a comparison with the replay of the logs."""
-    status, out, err = run([tool, "check", *logs, "--json", *(["--section", section] if section else [])], LOG_LEVEL="0")
+    status, out, err = run([tool, "check", *logs, "--json", *(["--section", section] if section else [])])
     assert not err, err
     answer = json.loads(out)
     variables = {"TLMB_SECTION_NAME": section} if section else {}
@@ -115,9 +130,13 @@ def compare(replay, tool, probe, logs, section):
     assert status == {"lossless": 0, "losses": 3, "cannot run": 1}[answer["verdict"]], (status, answer)
     assert replay_status == (1 if status == 1 else 0), (replay_status, answer, lines)
     if status != 1:
-        assert named(answer["losses"]) == told(lines), (named(answer["losses"]), told(lines))
+        assert named(answer) == told(lines), (named(answer), told(lines))
         done = [sum(line.startswith(call) for line in lines) for call in ("@OSTREL_process", "@apply")]
         assert done == [answer["samples"], answer["calls"]["made"]], (done, answer)
+    if status == 0:
+        summary = json.loads(run([tool, "info", "--json", logs[0]], LOG_LEVEL="0")[1])[0]
+        records = [part["records"] for part in summary.get("sections", [summary]) if part.get("name") == answer["section"]]
+        assert answer["samples"] == sum(records), (answer["samples"], records)
     return answer["verdict"]
 
 
@@ -137,7 +156,9 @@ def main():
             logs, section = (rng.choice(["samples", "samples", "blackbox"]), "events"), rng.choice([None, "navdata-replay"])
             hit = rng.choice([[], logs, logs[:1], logs[:1], logs[1:], logs[1:]])
             for name in logs:
-                pathlib.Path(name).write_bytes(damaged(rng, whole[name]) if name in hit else whole[name])
+                ofAnother = name != "blackbox" and rng.randrange(4) == 0
+                log = foreign(rng, whole[name]) if ofAnother else whole[name]
+                pathlib.Path(name).write_bytes(damaged(rng, log) if name in hit else log)
             try:
                 verdicts[compare(replay, tool, probe, logs, section)] += 1
             except AssertionError as disagreement:

@@ -14,23 +14,28 @@ std::optional<Fault> Calls::open() {
   records = std::make_unique<EventRecords>(log.file, *log.format);
   apis = bindApis(*log.format, library);
   callsOf.resize(apis.size());
-  for (const ApiBinding& binding : apis) findBinding(binding);
   return std::nullopt;
 }
 
-/// Finds how the arguments of an API differ from the library's.
-void Calls::findBinding(const ApiBinding& binding) {
-  for (const ArgumentDifference& argument : binding.differences) {
-    findings.loss("argument name", 1,
-                  binding.name + ": argument " + std::to_string(argument.position) + " is " +
-                      argument.inFile + " in the log and " + argument.inLibrary + " in the library",
-                  {binding.name, argument.inFile, argument.inLibrary});
+/// Finds how an API differs from the library's, which is a loss only if the log has calls of it.
+void Calls::findBinding(const ApiBinding& binding, std::uint64_t calls) {
+  if (binding.position < 0) {
+    findings.add(calls > 0, "unknown API", calls,
+                 "the library has no API " + binding.name + ": " + counted(calls, "call") + " not made",
+                 {binding.name});
+    return;
   }
-  if (binding.position >= 0 && binding.argumentsInFile != binding.argumentsInLibrary) {
-    findings.loss("argument count", 1,
-                  binding.name + ": " + counted(binding.argumentsInFile, "argument") + " in the log and " +
-                      std::to_string(binding.argumentsInLibrary) + " in the library",
-                  {binding.name});
+  for (const ArgumentDifference& argument : binding.differences) {
+    findings.add(calls > 0, "argument name", 1,
+                 binding.name + ": argument " + std::to_string(argument.position) + " is " +
+                     argument.inFile + " in the log and " + argument.inLibrary + " in the library",
+                 {binding.name, argument.inFile, argument.inLibrary});
+  }
+  if (binding.argumentsInFile != binding.argumentsInLibrary) {
+    findings.add(calls > 0, "argument count", 1,
+                 binding.name + ": " + counted(binding.argumentsInFile, "argument") + " in the log and " +
+                     std::to_string(binding.argumentsInLibrary) + " in the library",
+                 {binding.name});
   }
 }
 
@@ -58,13 +63,7 @@ void Calls::finish(std::int64_t nextStep) {
     if (api() == nullptr || api()->position < 0) continue;
     (records->head.step == nextStep ? behindEnd : unreached).add(records->head.step);
   }
-  for (std::size_t id = 0; id < apis.size(); ++id) {
-    if (apis[id].position >= 0) continue;
-    findings.loss(
-        "unknown API", callsOf[id],
-        "the library has no API " + apis[id].name + ": " + counted(callsOf[id], "call") + " not made",
-        {apis[id].name});
-  }
+  for (std::size_t id = 0; id < apis.size(); ++id) findBinding(apis[id], callsOf[id]);
   for (const auto& [oddity, count] : oddities) {
     findings.loss("unusual calls", count, counted(count, "call") + " " + EventRecords::text(oddity));
   }
@@ -97,12 +96,12 @@ bool Calls::take() {
   headAhead = false;
   // No argument's value is needed.
   if (!isRecord(records->readArguments(values, 0))) return false;
+  ++recorded;
   if (api() == nullptr) {
     unnamed.add(records->head.step);
     return true;
   }
   if (records->oddity != EventRecords::NONE) ++oddities[records->oddity];
-  ++recorded;
   ++callsOf[static_cast<std::size_t>(records->head.eventId)];
   return true;
 }

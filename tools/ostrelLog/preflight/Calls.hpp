@@ -33,7 +33,7 @@ class Calls {
 
   Findings findings;
   std::string variant;         ///< the hardware variant; empty when the log names none
-  std::uint64_t recorded = 0;  ///< calls of APIs that the log names
+  std::uint64_t recorded = 0;  ///< calls in the log
   std::uint64_t made = 0;      ///< those that a replay makes
 
  private:
@@ -50,7 +50,7 @@ class Calls {
   bool take();
   bool isRecord(EventRecords::State state);
   const ApiBinding* api() const;
-  void findBinding(const ApiBinding& binding);
+  void findBinding(const ApiBinding& binding, std::uint64_t calls);
   void addGroup(const char* kind, const Group& group, const std::string& what);
 
   const std::vector<LibraryApi>& library;

@@ -9,7 +9,7 @@ namespace logtool {
 
 /// Something that a check has found in a log.
 struct Finding {
-  bool loss;                       ///< whether a replay loses something by it, or at least logs a line
+  bool loss;                       ///< whether a replay loses something by it, or warns of it
   std::string kind;                ///< the same words for all findings of one kind, for programs
   std::string file;                ///< the log
   std::uint64_t count;             ///< of what is lost, or else of what was found
@@ -23,11 +23,16 @@ class Findings {
   explicit Findings(std::string path) : file(std::move(path)) {}
 
   void loss(const char* kind, std::uint64_t count, std::string text, std::vector<std::string> names = {}) {
-    list.push_back({true, kind, file, count, std::move(text), std::move(names)});
+    add(true, kind, count, std::move(text), std::move(names));
   }
 
   void note(const char* kind, std::uint64_t count, std::string text) {
-    list.push_back({false, kind, file, count, std::move(text), {}});
+    add(false, kind, count, std::move(text), {});
+  }
+
+  void add(bool isLoss, const char* kind, std::uint64_t count, std::string text,
+           std::vector<std::string> names) {
+    list.push_back({isLoss, kind, file, count, std::move(text), std::move(names)});
   }
 
   const std::string file;

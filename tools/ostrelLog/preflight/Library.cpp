@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -34,17 +35,20 @@ std::string askingProgram() {
 /// What the program left.
 struct Ending {
   std::string answer;
+  std::string message;  ///< the first line that it printed
   bool inTime = false;
   int status = 0;  ///< as waitpid() has it
 };
 
 /// Becomes the program. Only in the child process.
-[[noreturn]] void become(const std::string& program, const std::string& directory, int descriptor) {
+[[noreturn]] void become(const std::string& program, const std::string& directory, int descriptor,
+                         int messages) {
   // Of its own group, so that whatever the library starts is ended with it.
   setpgid(0, 0);
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  // Standard output is for the verdict alone.
-  dup2(STDERR_FILENO, STDOUT_FILENO);
+  // What the library prints must not stand beside the verdict.
+  dup2(messages, STDOUT_FILENO);
+  dup2(messages, STDERR_FILENO);
   fcntl(descriptor, F_SETFD, 0);
   if (!directory.empty()) {
     const char* const path = std::getenv("LD_LIBRARY_PATH");
@@ -57,7 +61,7 @@ struct Ending {
 
 /// Reads until the answer is complete, the other side has ended, or the time is over; false for the latter.
 bool readAnswer(int descriptor, steady_clock::time_point deadline, std::string& answer) {
-  const std::string last = std::string(LibraryAnswer::END) + " \n";
+  const std::string last = std::string(LibraryAnswer::END) + ' ' + '\0';
   std::array<char, 4096> part;
   while (answer.size() < last.size() ||
          answer.compare(answer.size() - last.size(), last.size(), last) != 0) {
@@ -74,13 +78,22 @@ bool readAnswer(int descriptor, steady_clock::time_point deadline, std::string& 
   return true;
 }
 
+/// The first line of a file, or as much of it as a message may have.
+std::string firstLine(int descriptor) {
+  std::array<char, 1000> text;
+  const ssize_t count = pread(descriptor, text.data(), text.size(), 0);
+  const auto end = text.begin() + std::max<ssize_t>(count, 0);
+  return {text.begin(), std::find(text.begin(), end, '\n')};
+}
+
 /// Runs the program to its end. A negated errno when it can't be started.
 int run(const std::string& program, const std::string& directory, std::chrono::milliseconds patience,
         Ending& ending) {
   std::array<int, 2> pipe;
   if (pipe2(pipe.data(), O_CLOEXEC) < 0) return -errno;
+  const int messages = memfd_create("messages", MFD_CLOEXEC);
   const pid_t child = fork();
-  if (child == 0) become(program, directory, pipe[1]);
+  if (child == 0) become(program, directory, pipe[1], messages);
   const int error = errno;
   close(pipe[1]);
   if (child > 0) {
@@ -89,7 +102,9 @@ int run(const std::string& program, const std::string& directory, std::chrono::m
     kill(-child, SIGKILL);
     while (waitpid(child, &ending.status, 0) < 0 && errno == EINTR) {
     }
+    ending.message = firstLine(messages);
   }
+  close(messages);
   close(pipe[0]);
   return child > 0 ? 0 : -error;
 }
@@ -99,18 +114,20 @@ std::string failureText(const Ending& ending, std::chrono::milliseconds patience
   if (!ending.inTime) {
     return "the flight-control library did not answer within " + std::to_string(patience.count()) + " ms";
   }
-  const std::string text = "the process that loads the flight-control library ended ";
-  if (WIFSIGNALED(ending.status)) return text + "by signal " + std::to_string(WTERMSIG(ending.status));
-  return text + "with status " + std::to_string(WEXITSTATUS(ending.status));
+  const std::string how = WIFSIGNALED(ending.status)
+                              ? "by signal " + std::to_string(WTERMSIG(ending.status))
+                              : "with status " + std::to_string(WEXITSTATUS(ending.status));
+  return "the process that loads the flight-control library ended " + how + " before it answered" +
+         (ending.message.empty() ? "" : ": " + ending.message);
 }
 
 /// Takes the answer in; false when it is not complete.
 bool parse(const std::string& answer, Library& library) {
-  std::istringstream lines(answer);
-  for (std::string line; std::getline(lines, line);) {
-    const std::size_t blank = line.find(' ');
-    const std::string word = line.substr(0, blank);
-    const std::string text = blank == std::string::npos ? "" : line.substr(blank + 1);
+  std::istringstream entries(answer);
+  for (std::string entry; std::getline(entries, entry, '\0');) {
+    const std::size_t blank = entry.find(' ');
+    const std::string word = entry.substr(0, blank);
+    const std::string text = blank == std::string::npos ? "" : entry.substr(blank + 1);
     if (word == LibraryAnswer::PATH) library.file = text;
     if (word == LibraryAnswer::API) library.apis.push_back({text, {}});
     if (word == LibraryAnswer::ARGUMENT) library.apis.back().arguments.push_back(text);
@@ -138,6 +155,10 @@ bool isOf(const std::string& directory, const std::string& file) {
 }  // namespace
 
 std::variant<Library, Fault> askLibrary(const std::string& directory, std::chrono::milliseconds patience) {
+  std::error_code ignored;
+  if (!directory.empty() && !filesystem::is_directory(directory, ignored)) {
+    return Fault{directory, "is no directory"};
+  }
   const std::string program = askingProgram();
   if (access(program.c_str(), X_OK) < 0) return Fault{program, errorText(-errno)};
   Ending ending;
@@ -147,6 +168,7 @@ std::variant<Library, Fault> askLibrary(const std::string& directory, std::chron
   Library library;
   const std::string& where = directory.empty() ? program : directory;
   if (!parse(ending.answer, library)) return Fault{where, failureText(ending, patience)};
+  if (library.file.empty()) return Fault{where, "the loader takes no flight-control library"};
   if (!directory.empty() && !isOf(directory, library.file)) {
     return Fault{directory,
                  "has no flight-control library that the loader takes; it takes " + library.file};

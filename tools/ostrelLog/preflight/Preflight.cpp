@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
 #include <iterator>
 #include <limits>
 #include <memory>
@@ -16,6 +17,14 @@
 namespace logtool {
 
 namespace {
+
+/// A log must be a file, which the replay can read once more. A missing one is told when it is opened.
+std::optional<Fault> findNoFile(const std::string& path) {
+  std::error_code ignored;
+  const std::filesystem::file_status status = std::filesystem::status(path, ignored);
+  if (!std::filesystem::exists(status) || std::filesystem::is_regular_file(status)) return std::nullopt;
+  return Fault{path, "not a regular file"};
+}
 
 /// Settles the hardware variant: the first source that names one.
 std::optional<Fault> settleVariant(const Samples& samples, const Calls& calls, const Library& library,
@@ -96,6 +105,9 @@ CheckResult::Verdict CheckResult::verdict() const {
 
 CheckResult check(const CheckOptions& options) {
   CheckResult result;
+  for (const std::string& log : {options.continuous, options.events}) {
+    if ((result.obstacle = findNoFile(log))) return result;
+  }
   const auto answer = askLibrary(options.library);
   if (const auto* fault = std::get_if<Fault>(&answer)) {
     result.obstacle = *fault;
@@ -117,6 +129,11 @@ CheckResult check(const CheckOptions& options) {
 
   rehearse(*samples, calls, result);
   result.section = samples->section;
+  result.hasIndex = samples->hasIndex;
+  if (options.section && !result.section) {
+    samples->findings.note("section of no use", 1,
+                           "a legacy log has no sections: --section changes nothing");
+  }
   result.sensors = samples->columns.registry.entryList.size();
   result.boundSensors = samples->boundSensors;
   result.calls = calls.recorded;

@@ -35,6 +35,7 @@ struct CheckResult {
   std::size_t sensors = 0;       ///< values that a replay takes from each sample, the index among them
   std::size_t boundSensors = 0;  ///< those that the log has
   IndexSummary steps;            ///< those that are run
+  bool hasIndex = true;          ///< otherwise each of them is step 0
   std::uint64_t calls = 0;       ///< those in the event log
   std::uint64_t callsMade = 0;
   std::vector<Finding> findings;

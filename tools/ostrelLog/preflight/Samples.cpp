@@ -1,6 +1,8 @@
 #include "ostrelLog/preflight/Samples.hpp"
 
 #include <cerrno>
+#include <map>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -45,6 +47,7 @@ class LegacySamples final : public Samples {
     for (std::size_t column = 0; column < binding.entries.size(); ++column) {
       if (binding.entries[column] == indexEntry) indexColumns.push_back(column);
     }
+    hasIndex = !indexColumns.empty();
     values.resize(binding.entries.size());
     boundSensors = columns.registry.entryList.size() - binding.notInFile.size();
     if (const std::size_t count = binding.notInFile.size(); count > 0) {
@@ -78,7 +81,7 @@ class LegacySamples final : public Samples {
 class QuietTlmbReader final : public TlmbReaderImpl {
  public:
   QuietTlmbReader(DataRegistry& sensors, const std::optional<std::string>& section, Findings& target)
-      : TlmbReaderImpl(&sensors), findings(target) {
+      : TlmbReaderImpl(&sensors), registered(sensors), findings(target) {
     if (section) sectionName = *section;
   }
 
@@ -87,8 +90,34 @@ class QuietTlmbReader final : public TlmbReaderImpl {
 
   const std::string& wanted() const { return sectionName; }
 
+  void sectionChanged(unsigned int id, const void* description, std::size_t size) override {
+    TlmbReaderImpl::sectionChanged(id, description, size);
+    const bool isWanted = blackbox->sectionNameOf(id, description, size) == sectionName;
+    // Every description of the wanted name counts, also one that is not adopted.
+    const bool fits = isWanted && keepsPlaces(id);
+    wantedIds.erase(id);
+    if (isWanted) wantedIds.insert(id);
+    if (isReplayed(id) && !fits) {
+      findings.loss(
+          "changed section", 1,
+          "section " + sectionName +
+              " changes its name or the order of its variables, so that wrong values are replayed");
+    }
+  }
+
+  void sectionRemoved(unsigned int id) override { wantedIds.erase(id); }
+
+  void sampleEnd(unsigned int id) override {
+    TlmbReaderImpl::sampleEnd(id);
+    if (!isReplayed(id) && wantedIds.count(id) != 0) ++skipped;
+  }
+
   /// Says how the log ended, from the last result of popSample().
   void findEnd(int result) {
+    if (skipped > 0) {
+      findings.loss("skipped samples", skipped,
+                    counted(skipped, "sample") + " of a section " + sectionName + " that is not replayed");
+    }
     const std::optional<ReaderPosition> progress = positionOf(*blackbox);
     const std::string place = progress ? " at byte " + std::to_string(progress->byte) : "";
     if (result == -EBADMSG) {
@@ -112,9 +141,10 @@ class QuietTlmbReader final : public TlmbReaderImpl {
   void tellUnfilled(const std::set<DataEntryBase*>& unfilled) override {
     std::vector<std::string> names;
     for (const DataEntryBase* entry : unfilled) names.push_back(entry->name);
-    findings.loss("missing variables", names.size(),
-                  "section " + sectionName + " can't be replayed, for it lacks " +
-                      counted(names.size(), "sensor value") + ":",
+    const std::size_t count = names.size();
+    findings.loss("missing variables", count,
+                  "a description of section " + sectionName + " is not followed, for it lacks " +
+                      counted(count, "sensor value") + ":",
                   std::move(names));
   }
   void tellMissingSection() override {
@@ -125,7 +155,24 @@ class QuietTlmbReader final : public TlmbReaderImpl {
   }
 
  private:
+  /// Whether every variable that fills a sensor value stands where it stood when the section was first
+  /// described, for a replay goes on to take it from there.
+  bool keepsPlaces(unsigned int id) {
+    bool keeps = true;
+    for (unsigned int index = 0; index < blackbox->varCount(id); ++index) {
+      const std::string& name = blackbox->varDesc(id, index).name;
+      const auto place = registered.entries.count(name) != 0 ? firstNames.emplace(index, name).first
+                                                             : firstNames.find(index);
+      keeps = keeps && (place == firstNames.end() || place->second == name);
+    }
+    return keeps;
+  }
+
+  const DataRegistry& registered;
   Findings& findings;
+  std::set<unsigned int> wantedIds;                ///< of the sections that have the wanted name now
+  std::map<unsigned int, std::string> firstNames;  ///< sensor values, by the position of their variable
+  std::uint64_t skipped = 0;  ///< samples of sections of the wanted name that are not replayed
 };
 
 class BlackboxSamples final : public Samples {

@@ -36,6 +36,7 @@ class Samples {
   Findings findings;
   std::string variant;                 ///< the hardware variant; empty when the log names none
   std::optional<std::string> section;  ///< of a blackbox log: the one that a replay takes
+  bool hasIndex = true;                ///< otherwise every sample is replayed as step 0
   std::size_t boundSensors = 0;        ///< of the registered ones: those that the log has values for
 
   /// Registered as a replay registers them.

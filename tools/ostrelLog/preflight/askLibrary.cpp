@@ -1,8 +1,8 @@
 // Loads the flight-control library as a replay does and says what it offers: ostrelLibrary DESCRIPTOR, a
-// private program of `ostrelLog check`. Linked like ostrelReplay, so that the loader finds the same
-// library.
+// private program of `ostrelLog check`. Linked with all that ostrelReplay is made of, so that the loader
+// finds the same library and refuses one that lacks a function.
 
-#include <dlfcn.h>
+#include <link.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -18,12 +18,13 @@
 
 namespace {
 
-/// The path of the library that the loader has taken.
-std::string libraryFile() {
-  Dl_info library = {};
-  void* const function = dlsym(RTLD_DEFAULT, "OSTREL_process");
-  if (function == nullptr || dladdr(function, &library) == 0) return "";
-  return library.dli_fname;
+/// Goes on until `path`, a string, is that of the flight-control library. By the name of the file and not
+/// by its functions, which may come from a further library that it needs.
+int findLibrary(dl_phdr_info* loaded, std::size_t /*size*/, void* path) {
+  const std::filesystem::path file = loaded->dlpi_name;
+  if (file.filename().string().rfind("libostrel.so", 0) != 0) return 0;
+  *static_cast<std::string*>(path) = file.string();
+  return 1;
 }
 
 }  // namespace
@@ -32,10 +33,11 @@ int main(int argc, char** argv) {
   if (argc != 2) return EXIT_FAILURE;
   const int descriptor = std::atoi(argv[1]);
   const auto tell = [descriptor](const char* word, const std::string& text) {
-    dprintf(descriptor, "%s %s\n", word, text.c_str());
+    dprintf(descriptor, "%s %s%c", word, text.c_str(), '\0');
   };
 
-  tell(LibraryAnswer::PATH, libraryFile());
+  std::string library;
+  if (dl_iterate_phdr(findLibrary, &library) != 0) tell(LibraryAnswer::PATH, library);
   // Without leave to make calls: the inputs only describe the API.
   Api::Input inputs(false);
   DataRegistry registry;

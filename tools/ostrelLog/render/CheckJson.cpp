@@ -29,9 +29,9 @@ Json findingsJson(const CheckResult& result, bool losses) {
   return list;
 }
 
-Json stepsJson(const IndexSummary& steps) {
-  if (steps.count == 0) return nullptr;
-  return {{"first", steps.first}, {"last", steps.last}};
+Json stepsJson(const CheckResult& result) {
+  if (result.steps.count == 0 || !result.hasIndex) return nullptr;
+  return {{"first", result.steps.first}, {"last", result.steps.last}};
 }
 
 }  // namespace
@@ -49,7 +49,7 @@ void writeJson(std::ostream& out, const CheckResult& result) {
   object["section"] = result.section ? Json(*result.section) : Json(nullptr);
   object["sensors"] = {{"registered", result.sensors}, {"bound", result.boundSensors}};
   object["samples"] = result.steps.count;
-  object["steps"] = stepsJson(result.steps);
+  object["steps"] = stepsJson(result);
   object["calls"] = {{"recorded", result.calls}, {"made", result.callsMade}};
   print(out, object);
 }

@@ -17,13 +17,13 @@ void writeVerdict(std::ostream& out, const CheckResult& result) {
   }
   const auto losses = std::count_if(result.findings.begin(), result.findings.end(),
                                     [](const Finding& finding) { return finding.loss; });
+  const std::string steps = counted(result.steps.count, "step") + ", ";
   if (losses == 0) {
-    out << "lossless: ";
+    out << "lossless: " << steps << counted(result.callsMade, "call") << "\n";
   } else {
-    out << "losses: " << losses << ", ";
+    out << "losses: " << losses << ", " << steps << result.callsMade << " of "
+        << counted(result.calls, "call") << "\n";
   }
-  out << counted(result.steps.count, "step") << ", " << result.callsMade << " of "
-      << counted(result.calls, "call") << "\n";
 }
 
 void writeFindings(std::ostream& out, const CheckResult& result, bool losses) {
@@ -48,8 +48,11 @@ void writeText(std::ostream& out, const CheckResult& result) {
   row(out, "variant") << printable(result.variant) << ", from the " << result.variantSource << "\n";
   if (result.section) row(out, "section") << printable(*result.section) << "\n";
   row(out, "sensors") << result.boundSensors << " of " << result.sensors << " values\n";
-  if (result.steps.count > 0)
+  if (!result.hasIndex) {
+    row(out, "index") << "none: every sample is replayed as step 0\n";
+  } else if (result.steps.count > 0) {
     row(out, "index") << result.steps.first << " to " << result.steps.last << "\n";
+  }
 }
 
 }  // namespace logtool
