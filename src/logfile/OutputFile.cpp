@@ -26,9 +26,15 @@ void interrupt(int signalNumber) {
 }
 
 void catchInterruptions() {
+  // Without SA_RESTART, so that signals end a write to a pipe whose reader does not go on: the first one if
+  // nothing of the block was written, otherwise the second one.
+  struct sigaction caught = {};
+  caught.sa_handler = interrupt;
   for (const int signalNumber : {SIGHUP, SIGINT, SIGTERM}) {
+    struct sigaction before = {};
+    static_cast<void>(sigaction(signalNumber, nullptr, &before));
     // A signal that the parent told us to ignore (nohup does) stays ignored.
-    if (std::signal(signalNumber, interrupt) == SIG_IGN) std::signal(signalNumber, SIG_IGN);
+    if (before.sa_handler != SIG_IGN) static_cast<void>(sigaction(signalNumber, &caught, nullptr));
   }
 }
 
@@ -59,7 +65,6 @@ OutputFile::~OutputFile() {
 }
 
 int OutputFile::open() {
-  catchInterruptions();
   const int descriptor = openTarget();
   if (descriptor < 0) return descriptor;
   stream.reset(fdopen(descriptor, "wb"));
@@ -79,15 +84,21 @@ int OutputFile::openTarget() {
 
   struct stat old = {};
   const bool exists = stat(target.c_str(), &old) == 0;
+  // Such as a loop of links, one of which a rename would replace.
+  if (!exists && errno != ENOENT) return -errno;
   if (exists && S_ISDIR(old.st_mode)) return -EISDIR;
   // A device or a pipe can't be replaced by a rename.
   if (exists && !S_ISREG(old.st_mode)) {
-    const int descriptor = ::open(target.c_str(), O_WRONLY | O_CLOEXEC);
-    return descriptor >= 0 ? descriptor : -errno;
+    // Opening a pipe would wait for its reader; writing to it may wait.
+    const int descriptor = ::open(target.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0) return -errno;
+    static_cast<void>(fcntl(descriptor, F_SETFL, 0));
+    return descriptor;
   }
   // A rename asks for no permission on the old file, so a write-protected one is refused here.
   if (exists && access(target.c_str(), W_OK) != 0) return -errno;
 
+  catchInterruptions();
   // In the same folder, because a rename only works within one file system.
   std::string name = target + ".XXXXXX";
   const int descriptor = mkostemp(name.data(), O_CLOEXEC);

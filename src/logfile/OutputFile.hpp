@@ -17,7 +17,8 @@ class OutputFile {
   /// Removes what was written, unless it was kept.
   ~OutputFile();
 
-  /// Begins the file, empty. 0 or a negated errno. Called once, before the operations below.
+  /// Begins the file, empty. 0 or a negated errno; -ENXIO for a pipe without a reader. Called once, before
+  /// the operations below.
   int open();
   /// Appends to the file. 0, or a negated errno once what was buffered can't be written; -EINTR after
   /// a signal that asks the process to end.
@@ -27,9 +28,10 @@ class OutputFile {
   /// Puts the closed file in its place. 0 or a negated errno.
   int keep();
 
-  /// The signal that made every write() fail, 0 when there was none. From the first open() on, SIGHUP,
-  /// SIGINT and SIGTERM no longer end the process, so that it removes what it has not finished; whoever
-  /// runs it raises the signal again in the end. A signal that was ignored stays ignored.
+  /// The signal that made every write() fail, 0 when there was none. From the first open() of a
+  /// file that can be replaced, SIGHUP, SIGINT and SIGTERM no longer end the process, so that it removes
+  /// what it has not finished; whoever runs it raises the signal again in the end. A signal that was
+  /// ignored stays ignored.
   static int interruption();
 
   const std::string path;

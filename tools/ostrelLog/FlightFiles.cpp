@@ -8,7 +8,6 @@
 #include <optional>
 #include <vector>
 
-#include "logfile/ErrorText.hpp"
 #include "logfile/LegacyWriter.hpp"
 #include "logfile/OutputFile.hpp"
 #include "ostrelLog/SensorColumns.hpp"
@@ -33,13 +32,6 @@ double stepCount(const FlightOptions& options) {
 bool endsValue(char c) {
   const auto byte = static_cast<unsigned char>(c);
   return byte <= ' ' || byte == 0x7F || c == ',' || c == ':';
-}
-
-/// The fault that the result of an operation on the file stands for; none for a success.
-std::optional<Fault> faultOf(const OutputFile& file, int result) {
-  if (result >= 0) return std::nullopt;
-  // A signal has ended the writing: the name of that error would sound like a fault of the disk.
-  return Fault{file.path, result == -EINTR ? "interrupted, nothing is written" : errorText(result)};
 }
 
 /// The two logs while they are written.

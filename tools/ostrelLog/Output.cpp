@@ -1,9 +1,21 @@
 #include "ostrelLog/Output.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <iostream>
 
+#include "logfile/ErrorText.hpp"
+#include "logfile/OutputFile.hpp"
+
 namespace logtool {
+
+std::optional<Fault> faultOf(const OutputFile& file, int result) {
+  if (result >= 0) return std::nullopt;
+  // The names of these errors would sound like a fault of the disk.
+  if (result == -EINTR) return Fault{file.path, "interrupted, nothing is written"};
+  if (result == -ENXIO) return Fault{file.path, "a pipe that nothing reads, or a missing device"};
+  return Fault{file.path, errorText(result)};
+}
 
 void report(const Fault& fault) {
   // Both may hold text from a log or a path, which may not steer the terminal or fake another line.

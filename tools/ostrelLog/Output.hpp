@@ -1,7 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+
+class OutputFile;
 
 namespace logtool {
 
@@ -11,6 +14,9 @@ struct Fault {
   std::string where;   ///< a file, an option or a stream
   std::string reason;  ///< text for a person
 };
+
+/// The fault that the result of an operation on the file stands for; none for a success.
+std::optional<Fault> faultOf(const OutputFile& file, int result);
 
 /// Writes "ostrelLog: WHERE: REASON" on standard error, in one line.
 void report(const Fault& fault);
