@@ -26,6 +26,15 @@ class CopiedLog : public LogTool, public testing::WithParamInterface<CopyRow> {
   }
 };
 
+/// The calls that a replay of NAME.cont and NAME.events makes, as the library logs them.
+inline std::string replayedCalls(const TestFolder& folder, const std::string& name) {
+  folder.makeDirectory("root/etc/ostrel");
+  const std::string script = "\"$0\" -i $1.cont -e $1.events 2>&1 | grep 'ostrel: call '";
+  return runProgram("/bin/sh", {"-c", script, OSTREL_REPLAY, folder.path(name)},
+                    {{"OSTREL_ROOT_DIR", folder.path("root")}, {"LOG_LEVEL", "7"}})
+      .out;
+}
+
 /// The offset behind a part of a log, as text.
 inline std::string behind(const std::string& part) {
   return std::to_string(part.size());

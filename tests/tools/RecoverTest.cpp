@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include <filesystem>
 #include <numeric>
 #include <random>
@@ -6,6 +8,7 @@
 #include "CopiedLog.hpp"
 #include "logfile/scan/OpenLog.hpp"
 #include "ostrelLog/rescue/LogCopy.hpp"
+#include "ostrelLog/summary/LogSummary.hpp"
 
 namespace {
 
@@ -21,13 +24,14 @@ const std::string NO_SIZE = values({0, 4, 1, 5, 6}), DOUBLE_SIZE = values({48, 4
 const std::string CONTRADICTED = START + event(4, 0, {24, 9}) + event(4, 9) + REST;
 const std::string THREE = "3 records, steps 1 to 5", ONE = "1 record, steps 3 to 3";
 const std::string CLOSING = "  closed     the log had no end block, the new one has\n";
-std::string leftOut(int bytes) {
+std::string leftOut(int bytes, const std::string& lead = "next whole one") {
   return "  lost       1 damaged record of " + std::to_string(bytes) + " bytes, the first at byte " +
-         behind(START) + " behind step 1; the sizes of the records lead to the next whole one\n";
+         behind(START) + " behind step 1; the sizes of the records lead to the " + lead + "\n";
 }
 const CopyRow DAMAGES[] = {
     {"CallWithoutASize", START + NO_SIZE + REST, START + REST, THREE, leftOut(40), 3},
     {"CallThatWouldSwallowTheNext", START + DOUBLE_SIZE + REST, START + REST, THREE, leftOut(24), 3},
+    {"LastCallWithoutASize", START + NO_SIZE, START, "1 record, steps 1 to 1", leftOut(40, "log's end"), 3},
     {"CallsThatTheHeaderContradicts", CONTRADICTED, CONTRADICTED, "5 records, steps 1 to 5",
      "  unusual    2 records that the header contradicts, kept as they are\n"},
     {"ZerosBeforeCalls", START + ZEROS + REST, START, "1 record, steps 1 to 1",
@@ -37,7 +41,7 @@ const CopyRow DAMAGES[] = {
     {"UnclosedBlackboxLog", OPEN, CLOSED, ONE, CLOSING},
     {"BytesBehindTheEndBlock", CLOSED + "more", CLOSED, ONE,
      "  lost       an unknown number of records behind step 3, 24 bytes: damaged at byte " + behind(OPEN) +
-         "\n" + CLOSING,
+         "\n  closed     an end block was added behind the last whole block\n",
      3},
 };
 INSTANTIATE_ROWS(RecoverOf, DAMAGES);
@@ -80,7 +84,19 @@ class RecoverTest : public LogTool {
     return readFile(folder.path("new"));
   }
 
-  /// Cuts the log at a place, and flips a bit there.
+  /// What is saved of a log to which `more` is appended once it was opened.
+  std::string recoverGrowing(const std::string& log, const std::string& more) {
+    logtool::LogBytes bytes;
+    bytes.open(folder.write("log", log));
+    std::string fault, saved;
+    const auto pieces = logtool::Pieces::open(folder.write("log", log + more), bytes, fault);
+    for (logtool::Piece piece{}; pieces->next(piece);)
+      saved += log.substr(saved.size(), piece.end - piece.begin);
+    EXPECT_EQ(saved.size() + pieces->losses().endBytes, log.size());
+    return saved + pieces->closing();
+  }
+
+  /// Cuts the log at a place, also before the rest comes, and flips bits there.
   void damage(const WholeLog& log, std::size_t place) {
     SCOPED_TRACE(place);
     const std::string all = log.bytes();
@@ -92,15 +108,18 @@ class RecoverTest : public LogTool {
     // An event log without calls is whole, too.
     if (place == log.header.size() && log.header == callsOf("")) front = log.header;
     ASSERT_EQ(recover(all.substr(0, place)), front);
+    ASSERT_TRUE(front.empty() || recoverGrowing(all.substr(0, place), all.substr(place)) == front);
 
-    std::string flipped = all;
-    flipped[place] = static_cast<char>(flipped[place] ^ (1 << place % 8));
-    const std::string saved = recover(flipped);
-    if (!log.closing.empty()) {
-      ASSERT_EQ(saved, front);  // nothing behind a damaged block can be trusted
-    } else if (place >= log.header.size() && saved != flipped) {
-      ASSERT_EQ(log.header, callsOf(""));
-      ASSERT_EQ(saved, flipped.erase(begin, log.records[record].size()));
+    for (const int bits : {0x01, 0x18, 0x80}) {
+      std::string flipped = all;
+      flipped[place] = static_cast<char>(flipped[place] ^ bits);
+      const std::string saved = recover(flipped);
+      if (!log.closing.empty()) {
+        ASSERT_EQ(saved, front);  // nothing behind a damaged block can be trusted
+      } else if (place >= log.header.size() && saved != flipped) {
+        ASSERT_EQ(log.header, callsOf(""));
+        ASSERT_EQ(saved, flipped.erase(begin, log.records[record].size()));
+      }
     }
   }
 };
@@ -118,6 +137,17 @@ TEST_F(RecoverTest, KeepsWhatIsWholeAtRandomPlacesOfLongLogs) {
   }
 }
 
+TEST_F(RecoverTest, WritesLogsThatReplay) {
+  run("make flight --seconds 20 --rate 50");
+  for (const std::string log : {".cont", ".events"}) {
+    folder.write("cut" + log, cutBy(9, readFile(folder.path("flight" + log))));
+    run("recover cut" + log + " -o saved" + log);
+  }
+  // The last call that was saved is read together with the log's end.
+  EXPECT_EQ(replayedCalls(folder, "saved") + "<7>ostrel: call set_motors_armed(armed=0)\n",
+            replayedCalls(folder, "flight"));
+}
+
 TEST_F(RecoverTest, WritesNothingWhereNothingCanBeSavedOrOverTheLog) {
   const std::string log = continuousHeader({"x"}) + "cut";
   folder.write("log", log);
@@ -125,12 +155,20 @@ TEST_F(RecoverTest, WritesNothingWhereNothingCanBeSavedOrOverTheLog) {
   std::filesystem::create_hard_link(folder.path("log"), folder.path("twin"));
   expectRun("recover log -o new",
             {1, "", "ostrelLog: log: no whole record, and the log is cut short after byte 47\n"});
-  for (const char* name : {"log", "link", "twin"}) {
-    expectRun(std::string("recover log -o ") + name,
-              {2, "", "ostrelLog: --output: is the log itself (see ostrelLog --help)\n"});
-  }
+  std::filesystem::create_symlink("loop", folder.path("loop"));
+  mkfifo(folder.path("fifo").c_str(), 0600);
+  const ProgramResult isLog{2, "", "ostrelLog: --output: is the log itself (see ostrelLog --help)\n"};
+  const std::pair<std::string, ProgramResult> REFUSALS[] = {
+      {"log", isLog},
+      {"link", isLog},
+      {"twin", isLog},
+      {"\"\"", {2, "", "ostrelLog: --output: must name a file (see ostrelLog --help)\n"}},
+      {"loop", {1, "", "ostrelLog: loop: Too many levels of symbolic links\n"}},
+      {"fifo", {1, "", "ostrelLog: fifo: a pipe that nothing reads, or a missing device\n"}},
+  };
+  for (const auto& [name, refusal] : REFUSALS) expectRun("recover log -o " + name, refusal);
   EXPECT_EQ(readFile(folder.path("log")), log);
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path("")), {}), 3);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path("")), {}), 5);
 }
 
 }  // namespace

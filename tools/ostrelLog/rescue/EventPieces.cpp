@@ -22,9 +22,10 @@ EventPieces::EventPieces(const std::string& path, LogBytes& log) : Pieces(LogKin
   file.open(path);
   const HeaderText text = file.readHeader();
   format = EventFormat::parse(LegacyHeader(text.text)).format;
-  hasData = file.hasData();
+  // The log may have grown since `log` was opened.
+  hasData = file.hasData() && file.position() <= log.size();
   headerDamaged = file.isEndDamaged();
-  offset = file.position();
+  offset = std::min(file.position(), log.size());
 }
 
 bool EventPieces::next(Piece& piece) {
@@ -47,6 +48,7 @@ bool EventPieces::next(Piece& piece) {
     lost.bytes += found.announcedEnd - offset;
     offset = found.announcedEnd;
     found = look(offset);
+    lost.atEnd = found.shape == Found::END;
   }
   if (found.shape == Found::UNUSUAL) ++lost.unusual;
   highest = std::max<std::int64_t>(highest.value_or(found.head.step), found.head.step);

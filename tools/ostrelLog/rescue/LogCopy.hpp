@@ -8,7 +8,6 @@
 
 #include "ostrelLog/Output.hpp"
 #include "ostrelLog/rescue/Pieces.hpp"
-#include "ostrelLog/summary/LogSummary.hpp"
 
 namespace logtool {
 
@@ -20,11 +19,14 @@ struct Window {
 
 /// What a copy holds, and what the log had besides.
 struct LogCopy {
-  IndexSummary kept;                   ///< records
+  std::uint64_t records = 0;           ///< kept, without the call behind the window
+  std::int64_t lowest = 0;             ///< step of these records
+  std::int64_t highest = 0;            ///< step of these records
   std::uint64_t keptBytes = 0;         ///< of the log
+  bool hasEarlier = false;             ///< the log has records of steps before the window
   std::uint64_t logBytes = 0;          ///< all of the log
   std::optional<std::int64_t> behind;  ///< step of the call behind the window that is in the copy too
-  bool closed = false;                 ///< the log had no end block; the copy got one
+  bool closed = false;                 ///< the copy has an end block that is not the log's
   Losses losses;
 };
 
@@ -33,8 +35,8 @@ bool isSameFile(const std::string& one, const std::string& other);
 
 /// Writes the part of the log at `path` that can be trusted, as far as it is in the window, as a whole log
 /// of the same kind. Its bytes are those of the log. `newPath` is another file; it is replaced only when
-/// the copy is whole. An event log may have no calls in the window; any other copy without a record is a
-/// fault.
+/// the copy is whole. A log without a whole record in the window is a fault, unless it is an event log that
+/// is whole or has one elsewhere.
 ///
 /// A replay does not make the calls that it reads together with the end of an event log. The copy of one
 /// therefore also has the first call behind the window, which no sample of the window reaches.

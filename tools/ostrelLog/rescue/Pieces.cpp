@@ -28,7 +28,7 @@ class SourcePieces final : public Pieces {
       return true;
     }
     Record record{};
-    const bool isRecord = log->next(record);
+    const bool isRecord = log->next(record) && *log->position() <= logBytes;
     std::uint64_t recordStart = 0;
     if (isRecord) {
       const std::uint64_t end = *log->position();
@@ -36,8 +36,8 @@ class SourcePieces final : public Pieces {
       lastStep = indexOf(record);
       pending = Piece{recordStart, end, lastStep};
     } else {
-      recordStart = goodEnd();
-      lost.end = log->end();
+      lost.end = endOfLog();
+      recordStart = lost.end.state == LogEnd::WHOLE ? logBytes : lost.end.byte.value_or(taken);
       lost.endBytes = logBytes - recordStart;
       lost.endBehind = lastStep;
     }
@@ -47,7 +47,7 @@ class SourcePieces final : public Pieces {
   }
 
   std::string closing() const override {
-    const bool isOpen = kind == LogKind::BLACKBOX && log->end().state != LogEnd::WHOLE;
+    const bool isOpen = kind == LogKind::BLACKBOX && lost.end.state != LogEnd::WHOLE;
     return isOpen ? std::string(END_BLOCK, sizeof END_BLOCK - 1) : std::string();
   }
 
@@ -67,9 +67,11 @@ class SourcePieces final : public Pieces {
     return lastIndex.value_or(record.index);
   }
 
-  /// Where the part ends that can be trusted, once the source has ended.
-  std::uint64_t goodEnd() const {
-    return log->end().state == LogEnd::WHOLE ? logBytes : log->end().byte.value_or(taken);
+  /// How the log ends, once the source has ended or has read on into what was appended to the log.
+  LogEnd endOfLog() const {
+    if (*log->position() <= logBytes) return log->end();
+    const bool isWhole = kind == LogKind::CONTINUOUS && taken == logBytes;
+    return {isWhole ? LogEnd::WHOLE : LogEnd::CUT, taken, {}, logBytes - taken};
   }
 
   const std::unique_ptr<LogSource> log;

@@ -23,6 +23,7 @@ struct Losses {
   std::uint64_t bytes = 0;                ///< of these records
   std::uint64_t firstByte = 0;            ///< offset of the first of them
   std::optional<std::int64_t> behind;     ///< step before the first of them; unset at the log's beginning
+  bool atEnd = false;                     ///< nothing comes behind the last of them
   LogEnd end;                             ///< how the log ends
   std::optional<std::int64_t> endBehind;  ///< step of the last piece
   std::uint64_t endBytes = 0;             ///< behind the last piece
@@ -31,7 +32,8 @@ struct Losses {
   bool any() const { return bytes > 0 || endBytes > 0; }
 };
 
-/// Takes a log apart into pieces that a copy can be put together from, in the order of the file.
+/// Takes a log apart into pieces that a copy can be put together from, in the order of the file. What is
+/// appended to the log after it was opened is left alone.
 class Pieces {
  public:
   /// Null, and the reason in `fault`, when nothing can be read from the log. `log` is the file at `path`;

@@ -16,7 +16,10 @@ ExitStatus CopyVerb::run() const {
   std::cout << printable(options.newLog) << ": from " << printable(options.log) << "\n";
   writeText(std::cout, copy);
   explain(copy);
-  if (!finishOutput()) return ExitStatus::NOT_SAVED;
+  if (!finishOutput()) {
+    report({options.newLog, "was written"});
+    return ExitStatus::NOT_SAVED;
+  }
   return copy.losses.any() ? ExitStatus::SAVED_IN_PART : ExitStatus::SAVED;
 }
 
@@ -29,6 +32,8 @@ void CopyVerb::addFiles(CLI::App& command) {
 }
 
 void CopyVerb::checkOptions() const {
+  if (options.log.empty()) throw CLI::ValidationError("LOG: must name a file");
+  if (options.newLog.empty()) throw CLI::ValidationError("--output: must name a file");
   // The file is replaced only when the copy is whole, but the damaged log itself must stay in any case.
   if (isSameFile(options.log, options.newLog)) throw CLI::ValidationError("--output: is the log itself");
   if (options.window.from > options.window.to) throw CLI::ValidationError("--from: is higher than --to");

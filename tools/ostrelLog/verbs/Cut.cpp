@@ -31,8 +31,10 @@ void Cut::explain(const LogCopy& copy) const {
     std::cout << "  and        the next call, of step " << *copy.behind
               << ": a replay does not make calls that it reads together with the log's end\n";
   }
-  std::cout << "  state      that of the library at step " << options.window.from
-            << " is not in the log: a replay begins with that of a start\n";
+  if (copy.hasEarlier) {
+    std::cout << "  state      that of the library at step " << options.window.from
+              << " is not in the log: a replay begins with that of a start\n";
+  }
 }
 
 }  // namespace logtool
