@@ -44,5 +44,5 @@ build_preset() {
   attempt "The compiler's messages are above." cmake --build --preset "$1"
 }
 
-BUILD_PACKAGES=(g++ cmake ninja-build zlib1g-dev libcli11-dev nlohmann-json3-dev)
-TEST_PACKAGES=(libgtest-dev libgmock-dev libboost-filesystem-dev python3)
+BUILD_PACKAGES=(g++ cmake ninja-build libdeflate-dev libxxhash-dev libcli11-dev nlohmann-json3-dev)
+TEST_PACKAGES=(zlib1g-dev libgtest-dev libgmock-dev libboost-filesystem-dev python3)

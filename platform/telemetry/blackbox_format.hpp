@@ -1,6 +1,6 @@
 #pragma once
 
-#include <zlib.h>
+#include <libdeflate.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -22,10 +22,10 @@
 ///   5 SAMPLE             its id    seconds i64, nanoseconds i64, then the variables' values back to back
 ///   6 END                0         none
 ///
-/// Checksums are zlib's crc32: payloadChecksum over the payload, headerChecksum over the 16 bytes before
-/// it. The header has its own so that a damaged length is never taken for a length: a log whose next block
-/// is incomplete was cut, one whose checksums don't fit is damaged. The END block tells a log that was
-/// closed from one that was cut between two blocks.
+/// Checksums are the CRC-32 of gzip: payloadChecksum over the payload, headerChecksum over the 16 bytes
+/// before it. The header has its own so that a damaged length is never taken for a length: a log whose next
+/// block is incomplete was cut, one whose checksums don't fit is damaged. The END block tells a log that
+/// was closed from one that was cut between two blocks.
 namespace telemetry::format {
 
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "numbers and values go to the log as they are");
@@ -68,7 +68,8 @@ constexpr std::size_t maxPayloadBytes = 1U << 20;
 constexpr std::size_t maxSections = 256;
 
 inline std::uint32_t checksum(const void* bytes, std::size_t size) {
-  return static_cast<std::uint32_t>(crc32_z(0, static_cast<const Bytef*>(bytes), size));
+  // This library uses the processor's own instructions, in a tenth of the time that a table takes.
+  return libdeflate_crc32(0, bytes, size);
 }
 
 inline std::uint32_t headerChecksum(const BlockHeader& header) {

@@ -10,6 +10,7 @@
 
 #include "logservice/log.h"
 #include "registry/LogTag.hpp"
+#include "replay/Pace.hpp"
 #include "sysprop/sys_prop.h"
 
 namespace {
@@ -110,6 +111,11 @@ int CommandLineArgs::check() const {
   // Without a name on the command line this checks the root itself: the variant is settled only later.
   if (!isDirectory(configurationDirectory(droneName))) {
     log_print(LOG_TAG, LOG_ERR, "No Ostrel configuration for %s", droneName.c_str());
+    return -1;
+  }
+  if (!paceFromEnvironment()) {
+    log_print(LOG_TAG, LOG_ERR, "OSTREL_REPLAY_PACE is neither sleep nor yield : %s",
+              std::getenv(PACE_VARIABLE));
     return -1;
   }
   log_print(LOG_TAG, LOG_INFO, "Starting execution ...");

@@ -14,8 +14,9 @@ class CommandLineArgs {
   /// be read (1) end the process.
   CommandLineArgs(int argc, char** argv);
 
-  /// Verifies that both input logs and the configuration directory exist, and logs what is going to be run:
-  /// 1, or -1 after a line that says what is missing.
+  /// Verifies that both input logs and the configuration directory exist, and that the environment names a
+  /// pace that there is (Pace.hpp), and logs what is going to be run: 1, or -1 after a line that says what
+  /// is missing or wrong.
   int check() const;
 
   /// Whether `newBboxPath` is one of the two input logs, which generating it would destroy.

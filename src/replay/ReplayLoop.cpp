@@ -1,5 +1,6 @@
 #include "replay/ReplayLoop.hpp"
 
+#include <sched.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -16,8 +17,8 @@
 #include "registry/LogTag.hpp"
 #include "replay/Interruption.hpp"
 
-ReplayLoop::ReplayLoop(OstrelEnv& environment, LogFile::IExport* exporter)
-    : env(environment), newLog(exporter) {}
+ReplayLoop::ReplayLoop(OstrelEnv& environment, LogFile::IExport* exporter, Pace pace)
+    : env(environment), newLog(exporter), betweenSteps(pace) {}
 
 int ReplayLoop::run() {
   int result = 0;
@@ -32,8 +33,7 @@ int ReplayLoop::run() {
     runStep();
     last = env.data->index;
     hasRun = true;
-    // Gives other processes a chance to run between two steps; the replay keeps to no rate.
-    usleep(1);
+    pause();
   }
   // Only the data's end is normal. A negative index ends the loop too and is reported like an error.
   if (result == -ENODATA) {
@@ -103,5 +103,14 @@ void ReplayLoop::runStep() {
   if (result < 0 && result != -ENOENT) {
     log_print(LOG_TAG, LOG_ERR, "Error exporting replay at index %i : %s", env.data->index,
               errorText(result));
+  }
+}
+
+/// Gives other processes a chance to run between two steps; the replay keeps to no rate.
+void ReplayLoop::pause() const {
+  if (betweenSteps == Pace::YIELD) {
+    sched_yield();
+  } else {
+    usleep(1);
   }
 }

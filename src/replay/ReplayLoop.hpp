@@ -4,6 +4,7 @@
 
 #include "env/OstrelEnv.hpp"
 #include "logfile/LogFile.hpp"
+#include "replay/Pace.hpp"
 
 /// Replays a flight: one step of the flight-control library for each sample of the continuous log, with the
 /// calls that the event log has for it.
@@ -13,7 +14,7 @@
 class ReplayLoop {
  public:
   /// The environment is borrowed and outlives the loop, and so does the export, which may be null.
-  ReplayLoop(OstrelEnv& environment, LogFile::IExport* exporter);
+  ReplayLoop(OstrelEnv& environment, LogFile::IExport* exporter, Pace pace);
 
   /// Runs every step up to the end of the continuous log, or until a signal is noted (Interruption.hpp).
   /// Logs one line that says what ended it, and, unless that was a signal, warns of calls that no step has
@@ -31,9 +32,11 @@ class ReplayLoop {
   void warnOfJump();
   void replayEvents();
   void runStep();
+  void pause() const;
 
   OstrelEnv& env;
   LogFile::IExport* newLog;
+  const Pace betweenSteps;
   std::int32_t last = 0;
   bool hasRun = false;  ///< a step has; `last` is its index
 };

@@ -13,6 +13,7 @@
 #include "registry/LogTag.hpp"
 #include "replay/CommandLineArgs.hpp"
 #include "replay/Interruption.hpp"
+#include "replay/Pace.hpp"
 #include "replay/ReplayLoop.hpp"
 
 namespace {
@@ -57,7 +58,7 @@ int run(int argc, char** argv, int& interruption) {
   Interruption::watch();  // before any setting is borrowed
   ReplayExport holder;    // destroyed before the environment, whose library it reads
   holder.exporter = openExport(args);
-  ReplayLoop loop(env, holder.exporter.get());
+  ReplayLoop loop(env, holder.exporter.get(), paceFromEnvironment().value_or(Pace::SLEEP));
   interruption = loop.run();
 
   Interruption::watchEnd();  // before the sleep, which a further signal ends

@@ -55,7 +55,7 @@ int ostrel_log_tlmb_put(const struct timespec*) { return 0; }
 int ostrel_log_tlmb_cleanup() { return 0; }
 END
 # library NAME SOURCE...: builds it with all its symbols visible.
-library() { g++ -std=c++17 -shared -fPIC -Iprefix/include -I. "${@:2}" -lz -o "prefix/lib/lib$1.so" -Wl,-soname,"lib$1.so.7"; }
+library() { g++ -std=c++17 -shared -fPIC -Iprefix/include -I. "${@:2}" -ldeflate -o "prefix/lib/lib$1.so" -Wl,-soname,"lib$1.so.7"; }
 library ostrel platform/ostrel/*.cpp registry/*.cpp &
 for name in evloop kvs logservice sysprop telemetry; do library $name platform/$name/*.cpp; done
 wait $!

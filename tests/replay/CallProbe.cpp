@@ -9,6 +9,8 @@
 // when no answer is to come.
 
 #include <dlfcn.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
@@ -70,6 +72,8 @@ class Call {
   static inline int depth = 0;  // of calls under way
 };
 
+bool instance = false;  // of the flight-control library exists
+
 std::string image() {
   const auto* sensors = reinterpret_cast<const sensors_data*>(Dravon3::data_manager());
   char text[64];
@@ -90,10 +94,17 @@ SHOWN_AS("Api::Input", void, _ZN3Api5InputC1Eb, (void* input, bool replayed), (i
          replayed ? "replayed" : "")
 SHOWN_AS("Api::~Input", void, _ZN3Api5InputD1Ev, (void* input), (input), "")
 
-SHOWN(int, OSTREL_new, (const char* variant, const char* mode), (variant, mode),
-      std::string(variant) + " " + mode)
+int OSTREL_new(const char* variant, const char* mode) {
+  const Call call("OSTREL_new", std::string(variant) + " " + mode);
+  instance = true;
+  return NEXT(OSTREL_new)(variant, mode);
+}
 SHOWN(int, OSTREL_process, (), (), image())
-SHOWN(void, OSTREL_delete, (), (), "")
+void OSTREL_delete() {
+  const Call call("OSTREL_delete");
+  instance = false;
+  NEXT(OSTREL_delete)();
+}
 SHOWN(int, ostrel_log_tlmb_init, (const char* name, int capacity, int rate), (name, capacity, rate),
       name + (" " + std::to_string(capacity)) + " " + std::to_string(rate))
 SHOWN(int, ostrel_log_tlmb_put, (const timespec* time), (time), std::to_string(time->tv_nsec))
@@ -122,6 +133,13 @@ int evl_loop_wait_and_process(evl_loop* loop, int timeout) {
   if (call.event != "silent") return NEXT(evl_loop_wait_and_process)(loop, timeout);
   std::fprintf(stderr, "@silent %i\n", timeout);
   return -ETIMEDOUT;
+}
+
+// Shown only while there is an instance: at the end of the process a leak sanitizer calls it, too, when the
+// program's threads are stopped and may hold any lock.
+int sched_yield() {
+  if (instance) const Call call("sched_yield");
+  return static_cast<int>(syscall(SYS_sched_yield));
 }
 
 // The library's debug line tells which call an input's apply() makes.

@@ -52,4 +52,14 @@ const Check CHECKS[] = {
 };
 INSTANTIATE_ROWS(Checks, CHECKS);
 
+TEST_F(CommandLine, PaceThatThereIsNotFailsTheCheckAfterAllOthers) {
+  for (const char* file : {"cont", "events"}) folder.write(file, "");
+  variables["OSTREL_REPLAY_PACE"] = "YIELD";
+  const std::string inFolder = "cd " + folder.path("");
+  EXPECT_EQ(run({"-i", "cont", "-e", "events", "-d", "gone"}, inFolder).exitStatus, 1);
+  EXPECT_EQ(lines.back(), "<3>No Ostrel configuration for gone");
+  EXPECT_EQ(run({"-i", "cont", "-e", "events", "-d", "board", "more"}, inFolder).exitStatus, 1);
+  EXPECT_EQ(lines.back(), "<3>OSTREL_REPLAY_PACE is neither sleep nor yield : YIELD");
+}
+
 }  // namespace

@@ -97,6 +97,7 @@ class ReplayFixture : public testing::Test {
                                                   {"KVS_FILE", settings},
                                                   {"SYS_PROP_FILE", ""},
                                                   {"TLMB_SECTION_NAME", ""},
+                                                  {"OSTREL_REPLAY_PACE", ""},
                                                   {"PRELOAD", CALL_PROBE},
                                                   {"LOG_LEVEL", "6"}};
   Lines lines;

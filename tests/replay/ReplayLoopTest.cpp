@@ -40,7 +40,7 @@ class ReplayLoopTest : public testing::Test {
     env.events->reader = std::make_unique<Events>(result, inputs);
     env.events->inputs = {&input, &input};
     takeLogLines();
-    ReplayLoop loop(env, nullptr);
+    ReplayLoop loop(env, nullptr, Pace::SLEEP);
     EXPECT_EQ(loop.run(), 0);
     EXPECT_EQ(loop.lastStep(), 2);
     return takeLogLines(4);

@@ -38,6 +38,25 @@ TEST_F(Replay, MakesItsCallsInOrderFromStartToTearDown) {
                   "@Api::~Input", "@closed cont", "@closed events"));
 }
 
+struct PaceRow : Row {
+  std::string value;
+  Lines pauses;  // of two steps
+};
+class ReplayPace : public Replay, public testing::WithParamInterface<PaceRow> {};
+
+TEST_P(ReplayPace, DecidesWhatComesBetweenTwoSteps) {
+  variables["OSTREL_REPLAY_PACE"] = GetParam().value;
+  EXPECT_EQ(replay(samples({0, 1}), APIS).exitStatus, 0);
+  EXPECT_EQ(linesLike("@usleep|@sched_yield"), GetParam().pauses);
+}
+
+const PaceRow PACES[] = {
+    {"Unset", "", {"@usleep 1", "@usleep 1"}},
+    {"Sleep", "sleep", {"@usleep 1", "@usleep 1"}},
+    {"Yield", "yield", {"@sched_yield", "@sched_yield"}},
+};
+INSTANTIATE_ROWS(ReplayPace, PACES);
+
 struct Indices : Row {
   std::vector<int> indices;
   Lines lines;  // the tool's own from the first step on
