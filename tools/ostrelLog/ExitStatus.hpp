@@ -32,6 +32,9 @@ enum class ExitStatus {
   SAME = 0,
   DIFFERENT = 1,
   TROUBLE = 2,  ///< a log is unreadable, cut or damaged, or there is nothing to compare
+
+  // regress also has those of diff
+  UNTESTABLE = 125,  ///< trouble, as `git bisect run` wants to be told of it
 };
 
 }  // namespace logtool

@@ -17,6 +17,7 @@
 #include "ostrelLog/verbs/Info.hpp"
 #include "ostrelLog/verbs/Make.hpp"
 #include "ostrelLog/verbs/Recover.hpp"
+#include "ostrelLog/verbs/Regress.hpp"
 #include "ostrelLog/verbs/Report.hpp"
 #include "telemetry/blackbox_reader.hpp"
 
@@ -31,6 +32,7 @@ std::vector<std::unique_ptr<Verb>> allVerbs() {
   verbs.push_back(std::make_unique<Info>());
   verbs.push_back(std::make_unique<Diff>());
   verbs.push_back(std::make_unique<Check>());
+  verbs.push_back(std::make_unique<Regress>(VERSION));
   verbs.push_back(std::make_unique<Report>());
   verbs.push_back(std::make_unique<Recover>());
   verbs.push_back(std::make_unique<Cut>());

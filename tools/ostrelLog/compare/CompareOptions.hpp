@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 
 #include "ostrelLog/Selection.hpp"
 #include "ostrelLog/compare/DiffResult.hpp"
@@ -14,5 +15,9 @@ struct CompareOptions {
   std::optional<double> tolerance;  ///< absolute, not negative; unset compares exactly
   bool byRecord = false;            ///< lines records up by their number instead of their index
 };
+
+/// The sections that the text of `--section`, NAME or A=B, names for the two logs. Throws
+/// CLI::ValidationError for other text.
+SectionNames sectionNames(const std::string& text);
 
 }  // namespace logtool

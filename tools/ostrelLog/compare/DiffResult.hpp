@@ -53,7 +53,8 @@ struct SectionDiff {
 
   SectionNames sections;
   LogPair<ComparedRecords> logs;
-  std::uint64_t pairs = 0;  ///< records that both logs have
+  std::uint64_t pairs = 0;            ///< records that both logs have
+  std::uint64_t pairsThatDiffer = 0;  ///< in the variables that both have
   std::set<std::string> sharedVariables;
   std::optional<FirstDifference> first;
   std::map<std::string, VariableDifference> differences;  ///< by the variable's name

@@ -77,20 +77,26 @@ class SectionComparison {
     // stay lined up.
     if (ofCalls && layoutA.name != layoutB.name) {
       count("call", NO_DISTANCE);
+      ++result.pairsThatDiffer;
       if (!result.first) setFirst("call", {layoutA.name, layoutB.name});
       return;
     }
-    for (const SharedVariable& variable : planFor(layoutA, layoutB).shared) compareVariable(variable);
+    bool differs = false;
+    for (const SharedVariable& variable : planFor(layoutA, layoutB).shared) {
+      differs = compareVariable(variable) || differs;
+    }
+    if (differs) ++result.pairsThatDiffer;
   }
 
-  void compareVariable(const SharedVariable& variable) {
+  /// Whether the variable differs in the present pair of records.
+  bool compareVariable(const SharedVariable& variable) {
     const auto& [a, b] = variable.places;
     const unsigned char* valuesA = logs.a.record.values;
     const unsigned char* valuesB = logs.b.record.values;
     // Most values are the same to the bit. Comparing them so is much faster than converting each one.
     if (a.read == b.read &&
         std::memcmp(valuesA + a.offset, valuesB + b.offset, variable.elements * a.stride) == 0) {
-      return;
+      return false;
     }
     std::optional<std::size_t> firstElement;
     long double largest = 0;
@@ -103,9 +109,10 @@ class SectionComparison {
       // NaN against a number is worse than any distance, and std::max would lose it.
       largest = std::isnan(distance) ? HUGE_VALL : std::max(largest, distance);
     }
-    if (!firstElement) return;
+    if (!firstElement) return false;
     count(variable.name, largest);
     if (!result.first) setFirst(variable, *firstElement);
+    return true;
   }
 
   void setFirst(const SharedVariable& variable, std::size_t element) {

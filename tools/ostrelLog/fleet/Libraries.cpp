@@ -1,0 +1,121 @@
+#include "ostrelLog/fleet/Libraries.hpp"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <set>
+#include <sstream>
+#include <system_error>
+
+#include "ostrelLog/fleet/Digest.hpp"
+
+namespace logtool {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+[[noreturn]] void fail(int error, const std::string& what) {
+  throw std::system_error(error, std::generic_category(), what);
+}
+
+/// What the dynamic loader prints in place of running the program: a line for each object.
+std::string askLoader(const std::string& program, const std::string& searchPath) {
+  std::array<int, 2> ends{};
+  if (pipe(ends.data()) != 0) fail(errno, "pipe");
+  const pid_t child = fork();
+  if (child < 0) fail(errno, "fork");
+  if (child == 0) {
+    dup2(ends[1], STDOUT_FILENO);
+    close(ends[0]);
+    setenv("LD_TRACE_LOADED_OBJECTS", "1", 1);
+    if (!searchPath.empty()) setenv("LD_LIBRARY_PATH", searchPath.c_str(), 1);
+    execl(program.c_str(), program.c_str(), nullptr);
+    _exit(127);
+  }
+  close(ends[1]);
+  std::string text;
+  std::array<char, 4096> block{};
+  for (ssize_t count = 0; (count = read(ends[0], block.data(), block.size())) > 0;) {
+    text.append(block.data(), static_cast<std::size_t>(count));
+  }
+  close(ends[0]);
+  int status = 0;
+  waitpid(child, &status, 0);
+  if (WIFEXITED(status) && WEXITSTATUS(status) == 127) fail(ENOEXEC, program);
+  return text;
+}
+
+/// Whether the object belongs to the system, so that nobody expects it in a folder of libraries to test.
+bool isSystems(const fs::path& path) {
+  const std::string text = path.string();
+  return text.rfind("/usr/lib", 0) == 0 || text.rfind("/lib", 0) == 0;
+}
+
+bool isSharedObject(const std::string& name) {
+  return name.size() > 3 &&
+         (name.find(".so.") != std::string::npos || name.rfind(".so") == name.size() - 3);
+}
+
+void findUnused(const fs::path& folder, const std::set<fs::path>& loaded, Libraries& result) {
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    std::error_code failure;
+    const fs::path real = fs::canonical(entry.path(), failure);
+    // Of several names of one file, the loader needs only one.
+    if (failure || !isSharedObject(entry.path().filename()) || loaded.count(real) != 0) continue;
+    result.unused.push_back(entry.path().string());
+  }
+  std::sort(result.unused.begin(), result.unused.end());
+}
+
+}  // namespace
+
+Libraries loadedLibraries(const std::string& program, const std::string& folder) {
+  Libraries result;
+  fs::path inFront;
+  if (!folder.empty()) {
+    inFront = fs::canonical(folder);
+    const char* const before = std::getenv("LD_LIBRARY_PATH");
+    result.searchPath = inFront.string() + (before == nullptr || *before == '\0' ? "" : ":") +
+                        (before == nullptr ? "" : before);
+  }
+  std::set<fs::path> loaded = {fs::canonical(program)};
+  std::istringstream lines(askLoader(program, result.searchPath));
+  for (std::string line; std::getline(lines, line);) {
+    // "NAME => PATH (ADDRESS)", "NAME => not found", or "PATH (ADDRESS)" of the loader itself.
+    std::istringstream words(line);
+    std::string name, arrow, path;
+    words >> name >> arrow >> path;
+    if (arrow != "=>") continue;
+    if (path == "not") {
+      result.missing.push_back(name);
+      continue;
+    }
+    const fs::path real = fs::canonical(path);
+    loaded.insert(real);
+    if (!folder.empty() && fs::path(path).parent_path() == inFront) {
+      result.inFolder.push_back(path);
+    } else if (!isSystems(real)) {
+      result.needed.push_back(name);
+    }
+  }
+  if (!folder.empty()) findUnused(inFront, loaded, result);
+  Digest digest;
+  for (const fs::path& file : loaded) {
+    std::string hex;
+    if (const int failure = digestOfFile(file.string(), hex); failure < 0) fail(-failure, file.string());
+    digest.add(file.filename().string());
+    digest.add(hex);
+  }
+  result.digest = digest.hex();
+  return result;
+}
+
+}  // namespace logtool

@@ -1,0 +1,150 @@
+#include "ostrelLog/verbs/Regress.hpp"
+
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <iostream>
+#include <utility>
+
+#include "ostrelLog/Number.hpp"
+#include "ostrelLog/Output.hpp"
+#include "ostrelLog/fleet/Regression.hpp"
+#include "ostrelLog/fleet/RowFile.hpp"
+#include "ostrelLog/fleet/Signals.hpp"
+#include "ostrelLog/fleet/WorkFolder.hpp"
+
+namespace logtool {
+
+namespace {
+
+/// What the fault of a run means for its status.
+ExitStatus troubled(const Fault& fault) {
+  report(fault);
+  return ExitStatus::TROUBLE;
+}
+
+}  // namespace
+
+CLI::App* Regress::addTo(CLI::App& program) {
+  CLI::App* command = program.add_subcommand(
+      "regress",
+      "Replay many flights with two sets of libraries, and say which come out differently.\n"
+      "Exit status: 0 all the same, 1 any other verdict, 2 trouble, such as libraries that no replay\n"
+      "loads, no flight, or a full disk.");
+  addInputs(*command);
+  addReplays(*command);
+  options.comparison.selection.addTo(*command);
+  addNumber(*command, "--tolerance", options.comparison.tolerance,
+            "Largest absolute difference that counts as none")
+      ->type_name("T");
+  command->add_option("--section", section, "Compare only this section of the exports, or A with B")
+      ->type_name("NAME|A=B");
+  command->callback([this] { check(); });
+  return command;
+}
+
+void Regress::addInputs(CLI::App& command) {
+  command.add_option("FLIGHT", options.flights,
+                     "Common path of NAME.cont or NAME.tlmb and NAME.events, or a folder to search");
+  command.add_option("--list", options.list, "File with one FLIGHT a line; - for standard input")
+      ->type_name("FILE");
+  command.add_option("--a", options.folders.a, "Folder of the libraries A")->type_name("DIR");
+  command
+      .add_option("--b", options.folders.b,
+                  "Folder of the libraries B; without it A is compared with itself")
+      ->type_name("DIR");
+  command
+      .add_option("--rows", options.rows,
+                  "Append a row for each flight; flights that have one are not replayed")
+      ->type_name("FILE");
+  command.add_option("--baseline", options.baseline, "Rows of an earlier run, which spare replays of A")
+      ->type_name("FILE");
+  command.add_option("--shard", shard, "Take only part I of N of the flights, I from 1")->type_name("I/N");
+  command
+      .add_option("--keep", options.keep,
+                  "Keep the exports of the first 20 changed flights for each first variable")
+      ->type_name("DIR");
+  command.add_flag("--keep-all", options.keepAll, "With --keep: keep those of all changed flights");
+}
+
+void Regress::addReplays(CLI::App& command) {
+  addNumber(command, "-j,--jobs", options.jobs, "Flights at the same time")->type_name("K");
+  addNumber(command, "--timeout", options.timeout, "Seconds after which a replay is killed")
+      ->type_name("S");
+  command.add_option("--pace", options.pace, "What a replay does between two steps")
+      ->check(CLI::IsMember({"sleep", "yield"}))
+      ->capture_default_str();
+  command.add_option("--isolate", options.isolate, "Give each replay a /dev/shm of its own")
+      ->check(CLI::IsMember({"auto", "require", "off"}))
+      ->capture_default_str();
+  command.add_option("--replay", options.replay, "ostrelReplay; otherwise the one beside this program")
+      ->type_name("PROGRAM");
+  command.add_flag("--bisect", bisect, "Exit with 125 in place of 2, for git bisect run");
+}
+
+void Regress::check() {
+  if (options.flights.empty() && options.list.empty()) throw CLI::RequiredError("FLIGHT or --list");
+  if (!(options.timeout > 0)) throw CLI::ValidationError("--timeout: must be more than 0");
+  if (options.jobs && *options.jobs == 0) throw CLI::ValidationError("--jobs: must be 1 or more");
+  CompareOptions& comparison = options.comparison;
+  if (comparison.tolerance && !(*comparison.tolerance >= 0.0)) {
+    throw CLI::ValidationError("--tolerance: must be 0 or more");
+  }
+  if (comparison.selection.only.empty()) comparison.selection.only = {"outputs.*"};
+  if (section) comparison.sections = sectionNames(*section);
+  if (!shard) return;
+  const std::size_t slash = shard->find('/');
+  Shard& part = options.shard;
+  if (slash == std::string::npos || !parseNumber(shard->substr(0, slash), part.number) ||
+      !parseNumber(shard->substr(slash + 1), part.count) || part.number < 1 || part.number > part.count) {
+    throw CLI::ValidationError("--shard: must be I/N, with I from 1 to N");
+  }
+}
+
+ExitStatus Regress::run() const {
+  const ExitStatus status = compareFlights();
+  if (!finishOutput() || status == ExitStatus::TROUBLE) return failure();
+  return status;
+}
+
+ExitStatus Regress::compareFlights() const {
+  std::vector<std::string> words = options.flights;
+  std::vector<Flight> flights;
+  if (!options.list.empty()) {
+    if (const auto fault = readList(options.list, words)) return troubled(*fault);
+  }
+  if (const auto fault = findFlights(words, flights)) return troubled(*fault);
+  if (flights.empty()) return troubled({"flights", "none found"});
+  keepShard(options.shard, flights);
+
+  FleetPlan plan;
+  plan.tool = version;
+  if (const auto fault = preparePlan(options, plan)) return troubled(*fault);
+  RowFile rows;
+  if (!options.rows.empty()) {
+    if (const auto fault = rows.open(options.rows, plan.known)) return troubled(*fault);
+  }
+  if (!options.baseline.empty()) {
+    std::uint64_t ignored = 0;
+    const auto add = [&plan](const Json& row) { plan.baseline.add(row); };
+    if (const auto fault = readRows(options.baseline, add, ignored)) return troubled(*fault);
+  }
+  noteSignals();
+  ExitStatus status = ExitStatus::TROUBLE;
+  {
+    const WorkFolder folder;
+    if (const auto fault = settleIsolation(options, flights, folder.path + "/probe", plan)) {
+      return troubled(*fault);
+    }
+    Regression regression(options, plan, rows, flights, folder.path);
+    regression.run();
+    if (notedSignal() == 0) status = regression.conclude();
+  }
+  if (const int number = notedSignal(); number != 0) {
+    // Everything is stopped and removed. Raise the signal again, so that a shell reports death by it.
+    std::signal(number, SIG_DFL);
+    std::raise(number);
+  }
+  return status;
+}
+
+}  // namespace logtool
