@@ -57,6 +57,7 @@ TEST_F(Flights, AreNamedByTheirCommonPathOrTheirContinuousLog) {
   EXPECT_THAT(find({"two"}), ElementsAre(TWO_CONT, TWO_TLMB));
   EXPECT_THAT(find({"two.tlmb"}), ElementsAre(TWO_TLMB));
   EXPECT_THAT(find({"two.cont", "two.tlmb"}), ElementsAre(TWO_CONT, TWO_TLMB));
+  EXPECT_THAT(find({"two", "two.cont"}), ElementsAre(TWO_CONT, TWO_TLMB));
   EXPECT_THAT(find({"gone"}), ElementsAre("gone: - -"));
 }
 

@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "tools/LogTool.hpp"
@@ -68,13 +70,15 @@ TEST_F(Regress, WritesARowForWhateverBecomesOfAFlight) {
   writeFlight("empty", "quad", "");
   run("make flights/moved --seconds 0.1");
   folder.write("flights/lonely.cont", "");
+  folder.write("flights/pipe.events", "");
+  EXPECT_EQ(mkfifo(folder.path("flights/pipe.cont").c_str(), 0600), 0);
   folder.write("flights/nolog.cont", "no log\n");
   folder.write("flights/nolog.events", "no log\n");
 
   const ProgramResult result = regress("flights --rows rows --keep kept" + A + B);
   EXPECT_EQ(result.exitStatus, 1) << result.err;
   EXPECT_THAT(result.out,
-              HasSubstr("1 changed, 2 same, 2 failed, 1 unstable, 1 nothing-compared, 2 bad-input of 9"));
+              HasSubstr("1 changed, 2 same, 2 failed, 1 unstable, 1 nothing-compared, 3 bad-input of 10"));
   const Json moved = rows("rows")["flights/moved"];
   const std::map<std::string, std::string> expected = {
       {"flights/moved", "changed " + moved["reason"].dump() + " null 20 20"},
@@ -85,6 +89,7 @@ TEST_F(Regress, WritesARowForWhateverBecomesOfAFlight) {
       {"flights/random", R"(unstable "B differs from itself" null 3 3)"},
       {"flights/empty", R"(nothing-compared "A: the export holds no step" null 0 0)"},
       {"flights/lonely", R"(bad-input "no event log" null none none)"},
+      {"flights/pipe", R"(bad-input "flights/pipe.cont: not a regular file" null none none)"},
       {"flights/nolog",
        R"(bad-input "flights/nolog.cont: no flight log: neither the start of a blackbox log nor a legacy header" )"
        "null none none"},
@@ -100,6 +105,16 @@ TEST_F(Regress, WritesARowForWhateverBecomesOfAFlight) {
   const std::string before = readFile(folder.path("rows"));
   EXPECT_EQ(regress("flights --rows rows" + A + B).exitStatus, 1);
   EXPECT_EQ(readFile(folder.path("rows")), before);
+}
+
+TEST_F(Regress, KnowsLibrariesByTheirContentWhereverTheyLie) {
+  writeFlight("crash", "crash", three);
+  std::filesystem::copy(LIBRARIES "/b", folder.path("elsewhere"));
+  const ProgramResult result =
+      regress("flights --isolate off --rows rows --b elsewhere --a " LIBRARIES "/b");
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_THAT(result.err, HasSubstr("holds the same libraries as A"));
+  EXPECT_EQ(told()["flights/crash"], R"x(failed-both "signal 9 (Killed)" null null null)x");
 }
 
 TEST_F(Regress, SparesReplaysOfAThatTheBaselineKnows) {

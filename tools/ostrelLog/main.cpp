@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -65,7 +66,10 @@ ExitStatus run(int argc, char** argv, ExitStatus& failure) {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     // A request for help or the version ends the parsing too, as an error with the status 0.
-    return program.exit(error) == 0 ? ExitStatus::HELP : ExitStatus::USAGE;
+    if (program.exit(error) == 0) return ExitStatus::HELP;
+    // `git bisect` is to skip a commit, and not to blame it, for a wrong command line as well.
+    return std::find(argv, argv + argc, std::string("--bisect")) == argv + argc ? ExitStatus::USAGE
+                                                                                : ExitStatus::UNTESTABLE;
   }
   // Exactly one: more than one verb is refused as wrong usage.
   const Verb& verb = *verbOf.at(program.get_subcommands().front());

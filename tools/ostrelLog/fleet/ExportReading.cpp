@@ -17,6 +17,7 @@ namespace {
 struct Section {
   Digest digest;
   std::uint64_t steps = 0;
+  bool selected = false;  ///< whether it has a variable that is compared
 };
 
 /// The selected bytes of the records of one layout.
@@ -46,6 +47,7 @@ class ExportReader {
     Digest digest;
     for (const auto& [name, section] : sections) {
       result.steps = std::max(result.steps, section.steps);
+      if (!section.selected) continue;
       digest.add(name);
       digest.add(section.digest.hex());
     }
@@ -57,9 +59,9 @@ class ExportReader {
  private:
   void take(const Record& record) {
     const Layout& layout = layoutOf(*record.layout);
-    if (layout.runs.empty()) return;
     Section& section = *layout.section;
     ++section.steps;
+    if (layout.runs.empty()) return;
     section.digest.add(&record.index, sizeof(record.index));
     for (const Layout::Run& run : layout.runs) section.digest.add(record.values + run.offset, run.bytes);
   }
@@ -68,9 +70,10 @@ class ExportReader {
     const auto [found, isNew] = layouts.try_emplace(&described);
     Layout& layout = found->second;
     if (!isNew) return layout;
+    layout.section = &sections[described.name];
     const DiffPlan plan = makeDiffPlan({source.kind, source.kind}, {&described, &described}, selection);
     if (plan.shared.empty()) return layout;
-    layout.section = &sections[described.name];
+    layout.section->selected = true;
     for (const SharedVariable& variable : plan.shared) {
       const Place& place = variable.places.a;
       const std::size_t bytes = place.stride * variable.elements;

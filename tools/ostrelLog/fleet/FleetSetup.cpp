@@ -6,12 +6,15 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
+#include <limits>
 #include <sstream>
 #include <system_error>
 #include <thread>
 
 #include "ostrelLog/Output.hpp"
+#include "ostrelLog/fleet/Signals.hpp"
 
 namespace logtool {
 
@@ -35,7 +38,7 @@ Json environmentOfReplays(std::vector<std::string>& reachable) {
     const std::string path = fs::absolute(value).string();
     setenv(name, path.c_str(), 1);
     variables[name] = path;
-    reachable.push_back(path);
+    reachable.insert(reachable.end(), {path, fs::weakly_canonical(path).string()});
   }
   if (const char* const section = std::getenv(SECTION_VARIABLE)) variables[SECTION_VARIABLE] = section;
   return variables;
@@ -75,6 +78,7 @@ std::optional<Fault> introduce(Side side, const std::string& folder, const Libra
   if (!libraries.missing.empty()) {
     return Fault{folder.empty() ? "libraries" : folder, "not found: " + joined(libraries.missing)};
   }
+  for (const std::string& file : libraries.unused) report({file, "is loaded by no replay"});
   if (!folder.empty() && libraries.inFolder.empty()) {
     return Fault{option + " " + folder,
                  "a replay loads nothing from there; it would need any of " + joined(libraries.needed)};
@@ -83,7 +87,6 @@ std::optional<Fault> introduce(Side side, const std::string& folder, const Libra
             << (folder.empty() ? "the libraries that a replay finds itself"
                                : printable(folder) + ": " + joined(fileNames(libraries.inFolder)))
             << "\n";
-  for (const std::string& file : libraries.unused) report({file, "is loaded by no replay"});
   return std::nullopt;
 }
 
@@ -109,7 +112,7 @@ std::string whyNotIsolated(const std::vector<Flight>& flights, const std::string
     FlightJob job(plan, flight, folder);
     job.identify();
     if (!job.row["verdict"].is_null() || plan.known.verdicts.count(job.row["key"]) != 0) continue;
-    if (probes++ == MOST_PROBES) break;
+    if (probes++ == MOST_PROBES || notedSignal() != 0) break;
     plan.replays.isolation = Isolation::PRIVATE;
     try {
       if (givesExports(plan, flight, folder)) return {};
@@ -140,6 +143,8 @@ std::optional<Fault> preparePlan(const FleetOptions& options, FleetPlan& plan) {
     if (auto fault = introduce(side, folders[side], plan.libraries[side])) return fault;
     std::istringstream searched(plan.libraries[side].searchPath);
     for (std::string path; std::getline(searched, path, ':');) replays.reachable.push_back(path);
+    const auto& files = plan.libraries[side].files;
+    replays.reachable.insert(replays.reachable.end(), files.begin(), files.end());
   }
   if (plan.sameLibraries) {
     std::cout << "B: as A; a difference tells that a replay is not the same as itself\n";
@@ -161,14 +166,29 @@ std::optional<Fault> settleIsolation(const FleetOptions& options, const std::vec
   return std::nullopt;
 }
 
+namespace {
+
+/// Bytes that processes may still take, the files that the kernel keeps in memory for now among them.
+std::uint64_t availableMemory() {
+  std::ifstream file("/proc/meminfo");
+  for (std::string line; std::getline(file, line);) {
+    std::istringstream words(line);
+    std::string name;
+    std::uint64_t kibibytes = 0;
+    if (words >> name >> kibibytes && name == "MemAvailable:") return kibibytes << 10U;
+  }
+  return std::numeric_limits<std::uint64_t>::max();
+}
+
+}  // namespace
+
 unsigned defaultJobs() {
-  // Measured: a flight of a minute takes a processor some 80 ms and sleeps for two seconds, so about 25 keep
-  // a processor busy, and the starts are paced for shorter ones.
+  // Measured: a flight of a minute takes a processor some 80 ms and sleeps for two seconds, so about 25
+  // keep a processor busy, and the starts are paced for shorter ones.
   constexpr unsigned EACH_PROCESSOR = 32;
   // A worker, two or three replays and their libraries.
   constexpr std::uint64_t EACH_BYTES = std::uint64_t{64} << 20U;
-  const auto memory = static_cast<std::uint64_t>(sysconf(_SC_AVPHYS_PAGES)) *
-                      static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+  const std::uint64_t memory = availableMemory();
   rlimit files{};
   getrlimit(RLIMIT_NOFILE, &files);
   const std::uint64_t most = std::min<std::uint64_t>(memory / EACH_BYTES, files.rlim_cur / 4);

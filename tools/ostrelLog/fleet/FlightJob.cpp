@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -37,7 +38,10 @@ FlightJob::FlightJob(const FleetPlan& fleetPlan, const Flight& theFlight, std::s
          {"b", nullptr},         {"first", nullptr},
          {"differ", nullptr},    {"compared", {{"variables", 0}, {"steps", 0}}},
          {"kept", nullptr}};
-  row["libraries"] = {{"a", plan.libraries.a.digest}, {"b", plan.libraries.b.digest}};
+  for (const Side side : SIDES) {
+    const Libraries& libraries = plan.libraries[side];
+    row["libraries"][keyOf(side)] = {{"digest", libraries.digest}, {"files", libraries.digests}};
+  }
 }
 
 void FlightJob::setVerdict(const char* verdict, const std::string& reason) {
@@ -71,6 +75,7 @@ std::optional<std::string> FlightJob::describeFile(const std::string& path, cons
   if (path.empty()) return "no " + std::string(kind == std::string("events") ? "event" : kind) + " log";
   struct stat status {};
   int result = stat(path.c_str(), &status) == 0 ? 0 : -errno;
+  if (result == 0 && !S_ISREG(status.st_mode)) return path + ": not a regular file";
   const auto bytes = static_cast<std::uint64_t>(status.st_size);
   const std::int64_t changed = status.st_mtim.tv_sec * 1'000'000'000 + status.st_mtim.tv_nsec;
   std::string digest;
@@ -79,6 +84,9 @@ std::optional<std::string> FlightJob::describeFile(const std::string& path, cons
     digest = known->second.digest;
   } else if (result == 0) {
     result = digestOfFile(path, digest);
+  }
+  if (result == -EMFILE || result == -ENFILE || result == -ENOMEM) {
+    throw std::system_error(-result, std::generic_category(), path);
   }
   row["files"][kind] = {
       {"path", path}, {"bytes", bytes}, {"changed", changed}, {"digest", textOrNull(digest)}};
@@ -170,7 +178,11 @@ void FlightJob::judgeBoth(const Result& a, const Result& b) {
   if (!a.outcome.silent || !b.outcome.silent) row["cut"] = textOrNull(inputCuts(flight));
   row["a"] = sideJson(a);
   row["b"] = sideJson(b);
-  if (judgeFailures(a, b)) return;
+  if (judgeFailures(a, b)) {
+    // The same libraries failed in one of two replays.
+    if (plan.sameLibraries && a.reading.comparable() != b.reading.comparable()) row["verdict"] = "unstable";
+    return;
+  }
   // What both have in the same bits needs no closer look.
   if (a.reading.digest != b.reading.digest) return compareExports(a, b);
   row["compared"] = {{"variables", a.reading.variables}, {"steps", a.reading.steps}};

@@ -7,7 +7,6 @@
 #include <fstream>
 #include <iostream>
 #include <map>
-#include <set>
 
 namespace logtool {
 
@@ -32,28 +31,19 @@ class Gathered {
  public:
   /// Adds what lies under the common path of a flight's logs; a flight without any log when there is none.
   void addStem(const std::string& stem) {
-    std::vector<std::string> continuous;
-    for (const std::string& ending : CONTINUOUS) {
-      if (isFile(stem + ending)) continuous.push_back(stem + ending);
-    }
-    const std::string events = isFile(stem + EVENTS) ? stem + EVENTS : "";
+    const std::vector<std::string> continuous = continuousOf(stem);
     if (continuous.size() < 2) {
-      flights[stem] = {stem, continuous.empty() ? "" : continuous.front(), events};
+      flights[stem] = {stem, continuous.empty() ? "" : continuous.front(), eventsOf(stem)};
     } else {
-      for (const std::string& file : continuous) flights[file] = {file, file, events};
+      for (const std::string& file : continuous) flights[file] = {file, file, eventsOf(stem)};
     }
   }
 
   /// Adds the flight of one continuous log.
   void addContinuous(const fs::path& file) {
     const std::string stem = fs::path(file).replace_extension().string();
-    addStem(stem);
-    if (flights.count(stem) != 0) return;
-    // The other log with this name is a flight of its own, which was not asked for.
-    for (const std::string& ending : CONTINUOUS) {
-      if (stem + ending != file && named.count(stem + ending) == 0) flights.erase(stem + ending);
-    }
-    named.insert(file.string());
+    const std::string name = continuousOf(stem).size() < 2 ? stem : file.string();
+    flights[name] = {name, file.string(), eventsOf(stem)};
   }
 
   std::optional<Fault> addFolder(const std::string& folder) {
@@ -72,7 +62,17 @@ class Gathered {
   std::map<std::string, Flight> flights;
 
  private:
-  std::set<std::string> named;  // by the path of their continuous log
+  static std::vector<std::string> continuousOf(const std::string& stem) {
+    std::vector<std::string> files;
+    for (const std::string& ending : CONTINUOUS) {
+      if (isFile(stem + ending)) files.push_back(stem + ending);
+    }
+    return files;
+  }
+
+  static std::string eventsOf(const std::string& stem) {
+    return isFile(stem + EVENTS) ? stem + EVENTS : "";
+  }
 };
 
 }  // namespace

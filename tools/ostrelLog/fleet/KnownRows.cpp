@@ -13,7 +13,11 @@ void KnownRows::add(const Json& row) {
       files[file["path"]] = {file["bytes"], file["changed"], file["digest"]};
     }
   }
-  if (!row["kept"].is_null()) ++keptByVariable[row["first"]["variable"].dump()];
+  if (!row["kept"].is_null()) ++keptByVariable[firstVariable(row)];
+}
+
+std::string firstVariable(const Json& row) {
+  return row["first"].is_null() ? "null" : row["first"]["variable"].dump();
 }
 
 void Baseline::add(const Json& row) {
@@ -29,7 +33,7 @@ std::string Baseline::identity(const Json& row, Side side) {
   Digest digest;
   for (const auto& [kind, file] : row["files"].items())
     digest.add(file.is_null() ? "" : file["digest"].dump());
-  digest.add(row["libraries"][keyOf(side)].dump());
+  digest.add(row["libraries"][keyOf(side)]["digest"].dump());
   digest.add(options["only"].dump());
   digest.add(options["section"].is_null() ? "" : options["section"][keyOf(side)].dump());
   digest.add(options["environment"].dump());

@@ -28,6 +28,9 @@ struct KnownRows {
   std::map<std::string, int> keptByVariable;    ///< flights whose exports are kept, by what differs first
 };
 
+/// What differs first in a row's flight; "null" when that is no variable.
+std::string firstVariable(const Json& row);
+
 /// The replays of an earlier run, by what decides their result.
 struct Baseline {
   void add(const Json& row);

@@ -82,11 +82,17 @@ Libraries loadedLibraries(const std::string& program, const std::string& folder)
   fs::path inFront;
   if (!folder.empty()) {
     inFront = fs::canonical(folder);
-    const char* const before = std::getenv("LD_LIBRARY_PATH");
-    result.searchPath = inFront.string() + (before == nullptr || *before == '\0' ? "" : ":") +
-                        (before == nullptr ? "" : before);
+    result.searchPath = inFront.string();
   }
-  std::set<fs::path> loaded = {fs::canonical(program)};
+  // Absolute, since every replay has a working folder of its own.
+  const char* const before = std::getenv("LD_LIBRARY_PATH");
+  std::istringstream others(before == nullptr ? "" : before);
+  for (std::string other; std::getline(others, other, ':');) {
+    const fs::path path = fs::absolute(other.empty() ? "." : other);
+    result.searchPath += (result.searchPath.empty() ? "" : ":") + path.string();
+  }
+  std::vector<std::string> direct;
+  std::set<fs::path> loaded = {fs::canonical(program)}, named;
   std::istringstream lines(askLoader(program, result.searchPath));
   for (std::string line; std::getline(lines, line);) {
     // "NAME => PATH (ADDRESS)", "NAME => not found", or "PATH (ADDRESS)" of the loader itself.
@@ -94,6 +100,7 @@ Libraries loadedLibraries(const std::string& program, const std::string& folder)
     std::string name, arrow, path;
     words >> name >> arrow >> path;
     if (arrow != "=>") continue;
+    direct.push_back(name);
     if (path == "not") {
       result.missing.push_back(name);
       continue;
@@ -102,16 +109,27 @@ Libraries loadedLibraries(const std::string& program, const std::string& folder)
     loaded.insert(real);
     if (!folder.empty() && fs::path(path).parent_path() == inFront) {
       result.inFolder.push_back(path);
+      named.insert(real);
     } else if (!isSystems(real)) {
       result.needed.push_back(name);
+      if (folder.empty()) named.insert(real);
     }
   }
+  // Where all are installed in the system's folders.
+  if (result.needed.empty()) result.needed = direct;
   if (!folder.empty()) findUnused(inFront, loaded, result);
-  Digest digest;
+  // In an order that does not depend on where they lie.
+  std::set<std::pair<std::string, std::string>> digests;
   for (const fs::path& file : loaded) {
     std::string hex;
     if (const int failure = digestOfFile(file.string(), hex); failure < 0) fail(-failure, file.string());
-    digest.add(file.filename().string());
+    digests.emplace(file.filename().string(), hex);
+    if (named.count(file) != 0) result.digests[file.filename().string()] = hex;
+    result.files.push_back(file.string());
+  }
+  Digest digest;
+  for (const auto& [name, hex] : digests) {
+    digest.add(name);
     digest.add(hex);
   }
   result.digest = digest.hex();

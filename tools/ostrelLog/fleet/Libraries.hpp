@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -7,12 +8,15 @@ namespace logtool {
 
 /// The libraries that a replay loads with a folder in front.
 struct Libraries {
-  std::string searchPath;             ///< value of LD_LIBRARY_PATH; empty leaves the environment's
+  std::string searchPath;             ///< value of LD_LIBRARY_PATH, all absolute; empty for none
   std::vector<std::string> inFolder;  ///< paths of those that come from the folder
   std::vector<std::string> unused;    ///< paths of shared objects in the folder that are not loaded
   std::vector<std::string> needed;    ///< file names that could have come from the folder
   std::vector<std::string> missing;   ///< file names that no folder has
-  std::string digest;                 ///< of the program and everything that it loads
+  std::vector<std::string> files;     ///< real paths of the program and everything that it loads
+  std::string digest;                 ///< of these files
+  std::map<std::string, std::string>
+      digests;  ///< by file name: of the folder's, or of all but the system's
 };
 
 /// Asks the dynamic loader what `program` loads with the libraries in `folder` (which may be empty) in

@@ -37,7 +37,9 @@ void LineWatch::add(std::string_view bytes) {
 void LineWatch::endLine() {
   seen = true;
   if (isComplaint(line) && !isVariantChoice(line)) {
-    for (const int number : {ENOSPC, EDQUOT, EMFILE, ENFILE, ENOMEM}) {
+    // A process that runs out of memory or of its own descriptors may do so by its flight's or library's
+    // fault.
+    for (const int number : {ENOSPC, EDQUOT, ENFILE}) {
       if (line.find(std::strerror(number)) != std::string::npos) error = number;
     }
     last = line;

@@ -18,7 +18,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int KEPT_EACH = 20;
-constexpr double WANTED_LOAD = 0.97;  // of the processors' time, so that nothing piles up
+constexpr std::size_t LONGEST_NAME = 200;  // bytes of a kept file's name that come from its flight
+constexpr double WANTED_LOAD = 0.97;       // of the processors' time, so that nothing piles up
 
 /// What a worker sends: a row, and what the parent needs beside it.
 std::string message(const FlightJob& job) {
@@ -52,6 +53,7 @@ void Regression::run() {
          pool.wait(more ? std::chrono::milliseconds(5) : std::chrono::milliseconds(500))) {
       take(std::move(finished));
     }
+    rows.synchroniseWhenDue();
     progress.show();
   }
   progress.finish();
@@ -133,12 +135,13 @@ void Regression::take(Pool::Finished finished) {
 /// Moves the exports of a changed flight to where they are kept, if they are to be.
 void Regression::keepExports(Json& row, const Json& exports) {
   if (options.keep.empty()) return;
-  int& number = kept[row["first"].is_null() ? "null" : row["first"]["variable"].dump()];
+  int& number = kept[firstVariable(row)];
   if (number >= KEPT_EACH && !options.keepAll) return;
   ++number;
   std::string name = row["flight"];
   std::replace(name.begin(), name.end(), '/', '_');
   // Two names may become one; the key tells them apart.
+  if (name.size() > LONGEST_NAME) name.erase(0, name.size() - LONGEST_NAME);
   name += "-" + row["key"].get<std::string>().substr(0, 8);
   fs::create_directories(options.keep);
   for (const Side side : SIDES) {

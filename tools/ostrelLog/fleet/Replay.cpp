@@ -13,6 +13,7 @@
 
 #include "ostrelLog/fleet/Descriptor.hpp"
 #include "ostrelLog/fleet/RunningReplay.hpp"
+#include "ostrelLog/fleet/Signals.hpp"
 
 namespace logtool {
 
@@ -26,7 +27,7 @@ namespace {
 void await(const std::vector<std::unique_ptr<RunningReplay>>& replays) {
   std::vector<RunningReplay*> running;
   for (const auto& replay : replays) running.push_back(replay.get());
-  while (!running.empty()) {
+  while (!running.empty() && notedSignal() == 0) {
     std::vector<pollfd> waited;
     int milliseconds = -1;
     for (const RunningReplay* replay : running) {
@@ -46,9 +47,15 @@ void await(const std::vector<std::unique_ptr<RunningReplay>>& replays) {
 Descriptor lockMachine() {
   const std::string path = "/tmp/ostrelLog-regress.lock";
   const mode_t mask = umask(0);  // for the runs of all users
-  Descriptor lock(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666));
+  // Another user's file is not opened with O_CREAT in a folder for all (fs.protected_regular).
+  int file = open(path.c_str(), O_RDWR | O_CLOEXEC);
+  if (file < 0) file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+  Descriptor lock(file);
   umask(mask);
-  if (lock.get() < 0 || flock(lock.get(), LOCK_EX) != 0) fail(errno, path);
+  if (lock.get() < 0) fail(errno, path);
+  while (flock(lock.get(), LOCK_EX) != 0 && notedSignal() == 0) {
+    if (errno != EINTR) fail(errno, path);
+  }
   return lock;
 }
 
@@ -73,8 +80,9 @@ std::vector<ReplayOutcome> runReplays(const ReplaySettings& settings,
   if (settings.isolation == Isolation::ONE_BY_ONE) {
     for (auto& replay : replays) {
       const Descriptor lock(lockMachine());
+      if (notedSignal() != 0) break;
       replay->start();
-      while (!replay->proceed()) {
+      while (!replay->proceed() && notedSignal() == 0) {
         auto waited = replay->waitedFor();
         poll(waited.data(), waited.size(), replay->millisecondsLeft());
       }

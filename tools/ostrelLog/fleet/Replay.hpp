@@ -37,8 +37,8 @@ struct ReplayOutcome {
   bool timedOut = false;
   double seconds = 0;
   std::string line;  ///< last one at priority 0 to 4 but for the variant's choice; empty without one
-  /// The replay has told of nothing but its variant: so its logs are whole, which it would have told as
-  /// well.
+  /// The replay has run and told of nothing but its variant: so its logs are whole, or it would have told
+  /// that.
   bool silent = false;
   std::string exportFile;
 };
@@ -46,7 +46,7 @@ struct ReplayOutcome {
 /// Makes the replays at the same time, or one after the other where the isolation says so, and waits for
 /// them. Each is a process group of its own, dies with this process, leaves no core file, and has a working
 /// folder, temporary folder and settings of its own. Throws std::system_error for trouble of the machine:
-/// no process, no descriptor, no memory, a full disk.
+/// no process, no descriptor, no memory, a full disk. Ends early when a signal is noted.
 std::vector<ReplayOutcome> runReplays(const ReplaySettings& settings,
                                       const std::vector<ReplayRequest>& requests);
 

@@ -50,6 +50,9 @@ void RowFile::append(const Json& row) {
   }
   bytes += line.size();
   written = true;
+}
+
+void RowFile::synchroniseWhenDue() {
   if (std::chrono::steady_clock::now() - synchronised >= std::chrono::seconds(1)) synchronise();
 }
 

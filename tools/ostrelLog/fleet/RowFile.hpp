@@ -29,6 +29,9 @@ class RowFile {
   /// Makes sure that all rows are on the disk. Throws std::system_error.
   void synchronise();
 
+  /// The same, once a second; called more often than that.
+  void synchroniseWhenDue();
+
  private:
   std::string name;
   int file = -1;

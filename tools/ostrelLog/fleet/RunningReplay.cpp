@@ -111,9 +111,9 @@ void RunningReplay::become(std::vector<std::string>& arguments, std::vector<std:
                            int errors, int report) {
   const pid_t parent = getppid();
   const char* failed = nullptr;
-  // A group of its own, which can be killed as a whole. A session also keeps the pace "yield" cheap where the
-  // kernel schedules sessions (sched_autogroup_enabled): the replay offers the processor with each step, and
-  // without a session any other replay would take it, at several times the cost of the step.
+  // A group of its own, which can be killed as a whole. A session also keeps the pace "yield" cheap where
+  // the kernel schedules sessions (sched_autogroup_enabled): the replay offers the processor with each
+  // step, and without a session any other replay would take it, at several times the cost of the step.
   setsid();
   const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
   dup2(null, STDIN_FILENO);
@@ -170,9 +170,9 @@ bool RunningReplay::proceed() {
   readLines();
   if (watch.machineError() != 0) fail(watch.machineError(), "replay of " + request.continuous);
   outcome.line = watch.lastLine();
-  outcome.silent = watch.sawLines() && outcome.line.empty();
   if (!outcome.timedOut)
     (info.si_code == CLD_EXITED ? outcome.exitStatus : outcome.signal) = info.si_status;
+  outcome.silent = outcome.ran() && watch.sawLines() && outcome.line.empty();
   end();
   return true;
 }

@@ -1,6 +1,7 @@
 #include "ostrelLog/verbs/Regress.hpp"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
 #include <iostream>
 #include <utility>
@@ -113,7 +114,8 @@ ExitStatus Regress::compareFlights() const {
     if (const auto fault = readList(options.list, words)) return troubled(*fault);
   }
   if (const auto fault = findFlights(words, flights)) return troubled(*fault);
-  if (flights.empty()) return troubled({"flights", "none found"});
+  const auto hasNoLog = [](const Flight& f) { return f.continuous.empty() && f.events.empty(); };
+  if (std::all_of(flights.begin(), flights.end(), hasNoLog)) return troubled({"flights", "none found"});
   keepShard(options.shard, flights);
 
   FleetPlan plan;
