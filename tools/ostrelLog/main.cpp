@@ -1,3 +1,6 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <csignal>
@@ -82,6 +85,10 @@ ExitStatus run(int argc, char** argv, ExitStatus& failure) {
 }  // namespace logtool
 
 int main(int argc, char** argv) {
+  // A standard stream that is closed would become the first file or pipe that is opened.
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) < 0) open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+  }
   // A limit on file sizes is an error of the write concerned, so that a half-written file is removed.
   std::signal(SIGXFSZ, SIG_IGN);
   auto status = logtool::ExitStatus::USAGE;

@@ -27,7 +27,7 @@ namespace fs = std::filesystem;
 constexpr const char* PATH_VARIABLES[] = {"OSTREL_ROOT_DIR", "OSTREL_CALIBRATION_DIR", "SYS_PROP_FILE"};
 constexpr const char* SECTION_VARIABLE = "TLMB_SECTION_NAME";
 
-constexpr double LONGEST_PROBE = 60;  // seconds; whoever takes longer decides nothing
+constexpr double LONGEST_PROBE = 20;  // seconds; whoever takes longer decides nothing
 constexpr std::size_t MOST_PROBES = 3;
 
 Json environmentOfReplays(std::vector<std::string>& reachable) {
@@ -138,6 +138,10 @@ std::optional<Fault> preparePlan(const FleetOptions& options, FleetPlan& plan) {
   LogPair<std::string> folders = options.folders;
   if (plan.sameLibraries) folders.b = folders.a;
   for (const Side side : SIDES) {
+    const std::string& folder = options.folders[side];
+    if (!folder.empty() && !fs::is_directory(folder)) {
+      return Fault{(side == Side::A ? "--a " : "--b ") + folder, "no such folder"};
+    }
     plan.libraries[side] = loadedLibraries(replays.program, folders[side]);
     if (side == Side::B && plan.sameLibraries) break;
     if (auto fault = introduce(side, folders[side], plan.libraries[side])) return fault;
@@ -151,6 +155,7 @@ std::optional<Fault> preparePlan(const FleetOptions& options, FleetPlan& plan) {
   } else if (plan.libraries.a.digest == plan.libraries.b.digest) {
     report({"--b " + folders.b, "holds the same libraries as A"});
   }
+  std::cout.flush();
   return std::nullopt;
 }
 

@@ -71,6 +71,7 @@ class FlightJob {
   std::optional<std::string> describeFile(const std::string& path, const char* kind, Digest& key);
   std::vector<Result> replay(const std::vector<Wanted>& wanted);
   void judgeByBaseline(const Json& known, bool checked);
+  void judgeByReplays();
   void judgeBoth(const Result& a, const Result& b);
   bool judgeFailures(const Result& a, const Result& b);
   void compareExports(const Result& a, const Result& b);

@@ -1,10 +1,19 @@
 #include "ostrelLog/fleet/KnownRows.hpp"
 
+#include <filesystem>
 #include <fstream>
 
 #include "ostrelLog/fleet/Digest.hpp"
 
 namespace logtool {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::string ROW_START = R"({"key":")";
+
+}  // namespace
 
 void KnownRows::add(const Json& row) {
   verdicts[row["key"]] = row["verdict"];
@@ -43,12 +52,21 @@ std::string Baseline::identity(const Json& row, Side side) {
 std::optional<Fault> readRows(const std::string& path, const std::function<void(const Json&)>& take,
                               std::uint64_t& wholeBytes) {
   wholeBytes = 0;
+  std::error_code failure;
+  if (!fs::is_regular_file(path, failure)) {
+    return Fault{path, failure ? failure.message() : "not a regular file"};
+  }
   std::ifstream file(path, std::ios::binary);
   if (!file.is_open()) return Fault{path, "can't be opened"};
   std::uint64_t number = 0;
   for (std::string line; std::getline(file, line);) {
-    if (file.eof()) break;  // without its end: the run that wrote it was killed
     ++number;
+    if (file.eof()) {
+      // Without its end: the run that wrote it was killed.
+      const std::string whole = line.substr(0, ROW_START.size());
+      if (whole == ROW_START.substr(0, whole.size())) break;
+      return Fault{path, "line " + std::to_string(number) + " is no row"};
+    }
     try {
       const Json row = Json::parse(line);
       // Only what every row has is asked for; a key that is missing throws.

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <system_error>
 
 #include "logfile/ErrorText.hpp"
@@ -17,6 +18,10 @@ RowFile::~RowFile() {
 
 std::optional<Fault> RowFile::open(const std::string& path, KnownRows& known) {
   name = path;
+  std::error_code none;
+  if (std::filesystem::exists(path, none) && !std::filesystem::is_regular_file(path, none)) {
+    return Fault{path, "not a regular file"};
+  }
   file = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
   if (file < 0) return Fault{path, errorText(-errno)};
   // The processes of a run that was killed hold its lock until they have died, too.
