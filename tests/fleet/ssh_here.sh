@@ -12,11 +12,13 @@ ssh_start() {
   for host; do
     port=$((port + 1))
     ssh-keygen -q -t ed25519 -N '' -f "$ssh_dir/$host.key"
-    printf '%s\n' "Port $port" "ListenAddress 127.0.0.1" "HostKey $ssh_dir/$host.key" "PidFile $ssh_dir/$host.pid" \
+    printf '%s\n' "Port $port" "ListenAddress 127.0.0.1" "HostKey $ssh_dir/$host.key" "PidFile none" \
       "AuthorizedKeysFile $ssh_dir/user.pub" "StrictModes no" "UsePAM no" "PermitRootLogin yes" >"$ssh_dir/$host.conf"
     printf '%s\n' "Host $host" "HostName 127.0.0.1" "Port $port" "User $(id -un)" >>"$config"
-    # In a process group of its own, so that the host can go down with everything that runs on it.
-    setsid /usr/sbin/sshd -D -f "$ssh_dir/$host.conf" </dev/null >/dev/null 2>"$ssh_dir/$host.log" &
+    # In a process namespace of its own, so that a host can go down with everything that runs on it.
+    unshare --pid --fork --kill-child --mount-proc /usr/sbin/sshd -D -e -f "$ssh_dir/$host.conf" \
+      </dev/null >/dev/null 2>"$ssh_dir/$host.log" &
+    echo $! >"$ssh_dir/$host.pid"
   done
   printf '%s\n' "Host *" "IdentityFile $ssh_dir/user" "StrictHostKeyChecking no" "UserKnownHostsFile /dev/null" \
     "LogLevel ERROR" >>"$config"
@@ -34,16 +36,13 @@ ssh_start() {
 
 # ssh_down HOST: the host is gone, with its connections and what runs in them.
 ssh_down() {
-  local pid
-  pid=$(cat "$ssh_dir/$1.pid")
-  kill -STOP "$pid"  # accepts nobody any more while its connections are ended
-  pkill -KILL -P "$pid"
-  kill -KILL "$pid"
+  kill -KILL "$(cat "$ssh_dir/$1.pid")"
+  rm "$ssh_dir/$1.pid"
 }
 
 ssh_stop() {
   local pid
   for pid in "$ssh_dir"/*.pid; do
-    [ -r "$pid" ] && kill "$(cat "$pid")" 2>/dev/null
+    [ -r "$pid" ] && kill -KILL "$(cat "$pid")" 2>/dev/null
   done
 }
