@@ -14,19 +14,20 @@ INPUTS = {
     "flights": (1_000_000, "", "the question"),
     "flight_steps": (240_000, "", "20 minutes at 200 Hz"),
     "flight_bytes": (240_000 * 1112, "bytes", "139 columns of 8 bytes a step"),
-    "cpu_fixed": (0.020, "s", "start and end of both replays and the comparison: scripts/bench fleet"),
-    "cpu_step": (7.5e-6, "s", "both replays with their exports, and the comparison: scripts/bench fleet"),
+    "cpu_fixed": (0.013, "s", "start and end of both replays and the comparison: scripts/bench fleet"),
+    "cpu_step": (5.4e-6, "s", "both replays with their exports, and the comparison: scripts/bench fleet"),
     "changed": (0.01, "of all", "flights that are replayed a second time; 1 for every flight"),
+    "used": (0.9, "of a processor", "what `regress` makes use of once it runs: scripts/bench fleet"),
     "cores": (32, "a node", "an ordinary node of a cluster"),
     "shard_flights": (300, "", "some minutes of work"),
-    "shard_start": (5.0, "s", "start of a job on a node: batch system, program, list of flights"),
+    "shard_start": (7.0, "s", "idle processors at start and end of a shard: batch system, first replays, last sleeps"),
     "engine_job": (0.05, "s", "the engine hands out one job after the other: 3 ms to 3 s"),
     "shared_bytes_s": (10e9, "bytes/s", "a shared file system of a cluster; 1e9 is a file server"),
     "node_bytes_s": (1.2e9, "bytes/s", "10 Gbit/s of network"),
     "failures": (1 / 5_000, "a node hour", "one failure of each node in 200 days"),
     "failure_noticed": (300.0, "s", "until the engine starts the shard on another node"),
-    "row_bytes": (1_200, "bytes", "one row"),
-    "report_row": (20e-6, "s", "`report`, both of its readings"),
+    "row_bytes": (1_400, "bytes", "one row"),
+    "report_row": (10e-6, "s", "`report`, both of its readings"),
     "report_memory": (20, "bytes a row", "`report`"),
 }
 
@@ -40,7 +41,7 @@ def simulate(nodes, given, seed=1):
     get = lambda name: value(name, given)
     flights, per_shard = get("flights"), get("shard_flights")
     cpu_flight = (get("cpu_fixed") + get("cpu_step") * get("flight_steps")) * (1 + get("changed"))
-    by_cpu = cpu_flight / get("cores")
+    by_cpu = cpu_flight / get("used") / get("cores")
     by_disk = get("flight_bytes") / min(get("node_bytes_s"), get("shared_bytes_s") / nodes)
     flight_seconds = max(by_cpu, by_disk)
 
@@ -65,7 +66,7 @@ def simulate(nodes, given, seed=1):
             done = fails_at + get("failure_noticed")
         end = max(end, done)
         heapq.heappush(free, (done, node))
-    limit = "processors" if by_cpu >= by_disk else "shared files"
+    limit = "processors" if by_cpu >= by_disk else "reading"
     if busy > 0.8 * end:
         limit = "engine"
     return {"hours": end / 3600, "limit": limit, "lost": lost, "cpu_hours": flights * cpu_flight / 3600,
@@ -82,7 +83,7 @@ def main():
     print(f"\n{'nodes':>6} {'hours':>8}  {'limit':12} {'shards':>7} {'read GB/s':>10} {'failures':>9} {'node hours':>11}")
     for nodes in (1, 10, 100, 1000):
         run = simulate(nodes, given)
-        print(f"{nodes:6} {run['hours']:8.2f}  {run['limit']:12} {run['shards']:7} {run['read'] / 1e9:10.2f} "
+        print(f"{nodes:6} {run['hours']:8.4g}  {run['limit']:12} {run['shards']:7} {run['read'] / 1e9:10.2f} "
               f"{run['lost']:9} {run['hours'] * nodes:11.0f}")
     rows = value("flights", given)
     print(f"\nrows {rows * value('row_bytes', given) / 1e9:.1f} GB; "
