@@ -95,7 +95,7 @@ class BlackboxSource final : public LogSource, private telemetry::BlackboxReader
       ended(LogEnd::DAMAGED, std::nullopt, "a sample of another size than its section describes");
       return false;
     }
-    record = {sampled->layout, indexOf(*sampled), sampleBytes.data()};
+    record = {sampled->layout, indexOf(*sampled), sampleBytes.data(), sampleTime};
     return true;
   }
 
@@ -180,13 +180,13 @@ class BlackboxSource final : public LogSource, private telemetry::BlackboxReader
     sections.erase(found);
   }
 
-  void sampleBegin(unsigned int id, const timespec* /*time*/, const void* bytes,
-                   std::size_t size) override {
+  void sampleBegin(unsigned int id, const timespec* time, const void* bytes, std::size_t size) override {
     const auto found = sections.find(id);
     if (found == sections.end()) return;
     const auto* first = static_cast<const unsigned char*>(bytes);
     // Copied: the library's bytes are only valid during the callback.
     sampleBytes.assign(first, first + size);
+    sampleTime = *time;
     sampled = &found->second;
   }
 
@@ -210,8 +210,9 @@ class BlackboxSource final : public LogSource, private telemetry::BlackboxReader
 
   std::map<unsigned int, Section> sections;  ///< those that exist at this place of the log
   std::vector<unsigned char> sampleBytes;    ///< the values of the sample read last
-  Section* sampled = nullptr;                ///< the section of `sampleBytes`, once there is one
-  std::optional<std::uint64_t> blockStart;   ///< of the block read last
+  timespec sampleTime{};
+  Section* sampled = nullptr;               ///< the section of `sampleBytes`, once there is one
+  std::optional<std::uint64_t> blockStart;  ///< of the block read last
   bool tooManyLayouts = false;
   bool headDamaged = false;
   // Destroyed first: a telemetry library may deliver a last sample while its reader is destroyed.

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <map>
 #include <memory>
 #include <optional>
@@ -34,6 +35,7 @@ struct Record {
   const RecordLayout* layout;   ///< borrowed from the source
   std::int64_t index;           ///< replay step, 32 bits wide as in a replay, or the record's number
   const unsigned char* values;  ///< borrowed until the next record is read
+  std::optional<timespec> time = std::nullopt;  ///< stamp of a blackbox log's sample; legacy logs have none
 };
 
 /// How a log ended.
