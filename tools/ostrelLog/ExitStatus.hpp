@@ -28,6 +28,10 @@ enum class ExitStatus {
   CANNOT_RUN = 1,  ///< no replay of the logs would start
   LOSSES = 3,
 
+  // export; like info, it uses NOT_WHOLE when the good part of a log was exported
+  EXPORTED = 0,
+  NOT_EXPORTED = 1,  ///< a log can't be read, holds nothing that was asked for, or the output failed
+
   // diff
   SAME = 0,
   DIFFERENT = 1,

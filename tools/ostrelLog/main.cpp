@@ -18,6 +18,7 @@
 #include "ostrelLog/verbs/Check.hpp"
 #include "ostrelLog/verbs/Cut.hpp"
 #include "ostrelLog/verbs/Diff.hpp"
+#include "ostrelLog/verbs/Export.hpp"
 #include "ostrelLog/verbs/Info.hpp"
 #include "ostrelLog/verbs/Make.hpp"
 #include "ostrelLog/verbs/Recover.hpp"
@@ -40,6 +41,7 @@ std::vector<std::unique_ptr<Verb>> allVerbs() {
   verbs.push_back(std::make_unique<Report>());
   verbs.push_back(std::make_unique<Recover>());
   verbs.push_back(std::make_unique<Cut>());
+  verbs.push_back(std::make_unique<Export>());
   return verbs;
 }
 
