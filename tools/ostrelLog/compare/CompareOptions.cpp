@@ -1,9 +1,22 @@
 #include "ostrelLog/compare/CompareOptions.hpp"
 
 #include <CLI/CLI.hpp>
+#include <string>
+
+#include "ostrelLog/Number.hpp"
 
 namespace logtool {
 
+namespace {
+
+/// What is wrong with a tolerance; empty when nothing is, or when the text is no number at all.
+std::string toleranceFault(const std::string& text) {
+  double tolerance = 0;
+  if (!parseNumber(text, tolerance) || tolerance >= 0.0) return "";
+  return "must be 0 or more";  // also for NaN
+}
+
+/// The sections that `--section` names for the two logs.
 SectionNames sectionNames(const std::string& text) {
   // A plain name stands for both logs. The first `=` separates, so the name of section A cannot contain
   // one.
@@ -13,6 +26,30 @@ SectionNames sectionNames(const std::string& text) {
     throw CLI::ValidationError("--section: must be NAME or A=B");
   }
   return {text.substr(0, separator), text.substr(separator + 1)};
+}
+
+}  // namespace
+
+void CompareOptions::addTo(CLI::App& command) {
+  addNumber(command, "--tolerance", tolerance, "Largest absolute difference that counts as none")
+      ->type_name("T")
+      ->check(CLI::Validator(toleranceFault, ""));
+  selection.addTo(command);
+  const auto takeSections = [this](const CLI::results_t& texts) {
+    sections = sectionNames(texts.back());
+    return true;
+  };
+  command
+      .add_option("--section", takeSections,
+                  "Take only this section of blackbox logs, or compare section A of the first log with\n"
+                  "section B of the second. Otherwise the only ones that have samples, or all by name")
+      ->type_name("NAME|A=B");
+}
+
+void CompareOptions::addByRecord(CLI::App& command) {
+  command.add_flag("--by-record", byRecord,
+                   "Line records up by their number instead of their index. A log whose index\n"
+                   "has gaps and the log of its replay need this");
 }
 
 }  // namespace logtool

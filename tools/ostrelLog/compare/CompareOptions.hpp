@@ -6,18 +6,25 @@
 #include "ostrelLog/Selection.hpp"
 #include "ostrelLog/compare/DiffResult.hpp"
 
+namespace CLI {
+class App;
+}
+
 namespace logtool {
 
 /// What is compared, and how strictly.
 struct CompareOptions {
+  /// Declares the options, which parsing stores in this object. Wrong text is wrong usage, and is refused
+  /// before any log is read.
+  void addTo(CLI::App& command);
+
+  /// Declares the option `--by-record`, which serves only where one may choose the logs.
+  void addByRecord(CLI::App& command);
+
   Selection selection;
   SectionNames sections;            ///< of blackbox logs; both are unset to pair all sections
   std::optional<double> tolerance;  ///< absolute, not negative; unset compares exactly
   bool byRecord = false;            ///< lines records up by their number instead of their index
 };
-
-/// The sections that the text of `--section`, NAME or A=B, names for the two logs. Throws
-/// CLI::ValidationError for other text.
-SectionNames sectionNames(const std::string& text);
 
 }  // namespace logtool

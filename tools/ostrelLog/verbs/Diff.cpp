@@ -3,7 +3,6 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 
-#include "ostrelLog/Number.hpp"
 #include "ostrelLog/Output.hpp"
 #include "ostrelLog/render/DiffJson.hpp"
 #include "ostrelLog/render/DiffText.hpp"
@@ -20,28 +19,9 @@ CLI::App* Diff::addTo(CLI::App& program) {
       "have nothing in common that could be compared.");
   command->add_option("A", options.files.a, "First log")->required();
   command->add_option("B", options.files.b, "Second log")->required();
-  CompareOptions& comparison = options.comparison;
-  addNumber(*command, "--tolerance", comparison.tolerance,
-            "Largest absolute difference that counts as none")
-      ->type_name("T");
-  comparison.selection.addTo(*command);
-  const CLI::Option* sectionOption =
-      command
-          ->add_option("--section", section,
-                       "Compare only this section of blackbox logs, or section A of the first log with\n"
-                       "section B of the second. Otherwise the only ones that have samples, or all by name")
-          ->type_name("NAME|A=B");
-  command->add_flag("--by-record", comparison.byRecord,
-                    "Line records up by their number instead of their index. A log whose index\n"
-                    "has gaps and the log of its replay need this");
+  options.comparison.addTo(*command);
+  options.comparison.addByRecord(*command);
   command->add_flag("--json", options.json, "Print an object, for programs");
-  command->callback([this, &comparison, sectionOption] {
-    if (comparison.tolerance && !(*comparison.tolerance >= 0.0)) {  // NaN fails too
-      throw CLI::ValidationError("--tolerance: must be 0 or more");
-    }
-    // Here and not in run(), since wrong text is wrong usage and must be refused before any log is read.
-    if (sectionOption->count() > 0) comparison.sections = sectionNames(section);
-  });
   return command;
 }
 

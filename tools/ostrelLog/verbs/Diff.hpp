@@ -23,9 +23,6 @@ class Diff final : public Verb {
   ExitStatus failure() const override { return ExitStatus::TROUBLE; }
 
   Options options;
-
- private:
-  std::string section;  // as given: NAME or A=B
 };
 
 }  // namespace logtool

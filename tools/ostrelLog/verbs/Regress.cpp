@@ -35,12 +35,7 @@ CLI::App* Regress::addTo(CLI::App& program) {
       "loads, no flight, or a full disk.");
   addInputs(*command);
   addReplays(*command);
-  options.comparison.selection.addTo(*command);
-  addNumber(*command, "--tolerance", options.comparison.tolerance,
-            "Largest absolute difference that counts as none")
-      ->type_name("T");
-  command->add_option("--section", section, "Compare only this section of the exports, or A with B")
-      ->type_name("NAME|A=B");
+  options.comparison.addTo(*command);
   command->callback([this] { check(); });
   return command;
 }
@@ -88,12 +83,8 @@ void Regress::check() {
   if (options.flights.empty() && options.list.empty()) throw CLI::RequiredError("FLIGHT or --list");
   if (!(options.timeout > 0)) throw CLI::ValidationError("--timeout: must be more than 0");
   if (options.jobs && *options.jobs == 0) throw CLI::ValidationError("--jobs: must be 1 or more");
-  CompareOptions& comparison = options.comparison;
-  if (comparison.tolerance && !(*comparison.tolerance >= 0.0)) {
-    throw CLI::ValidationError("--tolerance: must be 0 or more");
-  }
-  if (comparison.selection.only.empty()) comparison.selection.only = {"outputs.*"};
-  if (section) comparison.sections = sectionNames(*section);
+  std::vector<std::string>& only = options.comparison.selection.only;
+  if (only.empty()) only = {"outputs.*"};
   if (!shard) return;
   const std::size_t slash = shard->find('/');
   Shard& part = options.shard;

@@ -28,8 +28,7 @@ class Regress final : public Verb {
 
   const std::string version;
   FleetOptions options;
-  std::optional<std::string> section;  // as given: NAME or A=B
-  std::optional<std::string> shard;    // as given: I/N
+  std::optional<std::string> shard;  // as given: I/N
   bool bisect = false;
 };
 
