@@ -36,6 +36,9 @@ const UsageRow WRONG_USAGES[] = {
     {"VariantWithABlank", "make f --variant \"quad x\"", VARIANT},
     {"VariantWithAControlCharacter", "make f --variant quad\x7fx", VARIANT},
     {"WindowThatEndsBeforeItBegins", "cut a -o b --from 2 --to 1", "--from: is higher than --to"},
+    {"ToleranceForOneLog", "plot a --tolerance 1",
+     "LOG_B: is missing for --tolerance, --by-record or --section A=B"},
+    {"LastStepBeforeTheFirst", "plot a --from 2 --to 1", "--from: is higher than --to"},
     {"ToleranceBelowZero", "diff a b --tolerance=-1e-9", TOLERANCE},
 };
 INSTANTIATE_ROWS(UsageTest, WRONG_USAGES);

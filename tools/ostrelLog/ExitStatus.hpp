@@ -37,6 +37,11 @@ enum class ExitStatus {
   DIFFERENT = 1,
   TROUBLE = 2,  ///< a log is unreadable, cut or damaged, or there is nothing to compare
 
+  // plot
+  PLOTTED = 0,
+  NOT_PLOTTED = 1,  ///< a log could not be read, holds nothing to plot, or the page could not be written
+  PLOTTED_IN_PART = 3,  ///< the page ends where a cut or damaged log does
+
   // regress also has those of diff
   UNTESTABLE = 125,  ///< trouble, as `git bisect run` wants to be told of it
 };

@@ -21,6 +21,7 @@
 #include "ostrelLog/verbs/Export.hpp"
 #include "ostrelLog/verbs/Info.hpp"
 #include "ostrelLog/verbs/Make.hpp"
+#include "ostrelLog/verbs/Plot.hpp"
 #include "ostrelLog/verbs/Recover.hpp"
 #include "ostrelLog/verbs/Regress.hpp"
 #include "ostrelLog/verbs/Report.hpp"
@@ -36,6 +37,7 @@ std::vector<std::unique_ptr<Verb>> allVerbs() {
   verbs.push_back(std::make_unique<Make>());
   verbs.push_back(std::make_unique<Info>());
   verbs.push_back(std::make_unique<Diff>());
+  verbs.push_back(std::make_unique<Plot>());
   verbs.push_back(std::make_unique<Check>());
   verbs.push_back(std::make_unique<Regress>(VERSION));
   verbs.push_back(std::make_unique<Report>());

@@ -30,13 +30,14 @@ void IndexSummary::addGap(const Gap& gap) {
   if (firstGaps.size() < GAPS_LISTED) firstGaps.push_back(gap);
 }
 
-LogSummary summarize(LogSource& log) {
+LogSummary summarize(LogSource& log, const std::function<void(const Record&)>& onRecord) {
   LogSummary summary{log.file, log.kind, {}, {}, {}, {}, {}};
   // Sections and APIs alternate in a log. Each one has its own sequence of steps, and so its own gaps.
   std::map<const RecordLayout*, IndexSummary> byLayout;
   for (Record record{}; log.next(record);) {
     summary.records.add(record.index);
     byLayout[record.layout].add(record.index);
+    if (onRecord) onRecord(record);
   }
   // Only at the end: a blackbox log names its variant and its sections as it is read.
   summary.variant = log.variant;

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -58,7 +59,8 @@ struct LogSummary {
   LogEnd end;
 };
 
-/// Reads the log to its end. Memory does not grow with the log's length.
-LogSummary summarize(LogSource& log);
+/// Reads the log to its end, and hands each record to `onRecord`, where there is one. Memory does not grow
+/// with the log's length.
+LogSummary summarize(LogSource& log, const std::function<void(const Record&)>& onRecord = {});
 
 }  // namespace logtool

@@ -1,0 +1,86 @@
+#include "ostrelLog/verbs/Plot.hpp"
+
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <variant>
+
+#include "logfile/ErrorText.hpp"
+#include "logfile/OutputFile.hpp"
+#include "ostrelLog/Number.hpp"
+#include "ostrelLog/Output.hpp"
+#include "ostrelLog/plot/PlotPage.hpp"
+
+namespace logtool {
+
+namespace {
+
+/// Writes the page to a file, which appears when it is whole. Returns false, after a report, when it can't
+/// be written.
+bool writeFile(const std::string& path, const std::string& page) {
+  OutputFile file(path);
+  int result = file.open();
+  if (result >= 0) result = file.write(page.data(), page.size());
+  if (result >= 0) result = file.close();
+  if (result >= 0) result = file.keep();
+  if (result < 0) report({path, errorText(result)});
+  return result >= 0;
+}
+
+}  // namespace
+
+CLI::App* Plot::addTo(CLI::App& program) {
+  CLI::App* command = program.add_subcommand(
+      "plot",
+      "Draw a log of samples as one HTML page that needs no other file and no network. Of two logs, it\n"
+      "draws what differs: A and B, and below them B - A. Long flights are thinned out to the lowest and\n"
+      "the highest value for each pixel, but for the steps around the first difference and of --from\n"
+      "and --to.\n"
+      "Exit status: 0 drawn, 3 drawn as far as a cut or damaged log goes, 1 not drawn.");
+  PlotOptions& plot = options.plot;
+  command->add_option("LOG", plot.files.a, "Legacy continuous or blackbox log")->required();
+  command->add_option("LOG_B", plot.files.b, "Second log, to be compared with the first one");
+  command->add_option("--events", plot.events, "Event log: its calls become marks")->type_name("EVENTS");
+  plot.comparison.addTo(*command);
+  plot.comparison.addByRecord(*command);
+  addNumber(*command, "--from", plot.from, "First step to show, and to keep step by step")
+      ->type_name("INDEX");
+  addNumber(*command, "--to", plot.to, "Last step to show, and to keep step by step")->type_name("INDEX");
+  command->add_option("--title", plot.title, "Title of the page, in place of the names of the files")
+      ->type_name("TEXT");
+  command->add_option("-o", options.output, "File to write, in place of standard output")
+      ->type_name("FILE");
+  command->callback([&plot] {
+    if (plot.from && plot.to && *plot.from > *plot.to) {
+      throw CLI::ValidationError("--from: is higher than --to");
+    }
+    const CompareOptions& comparison = plot.comparison;
+    if (!plot.files.b.empty()) return;
+    if (comparison.tolerance || comparison.byRecord || comparison.sections.a != comparison.sections.b) {
+      throw CLI::ValidationError("LOG_B: is missing for --tolerance, --by-record or --section A=B");
+    }
+  });
+  return command;
+}
+
+ExitStatus Plot::run() const {
+  if (options.output.empty() && isatty(STDOUT_FILENO) != 0) {
+    report({"-o", "is needed, since standard output is a terminal"});
+    return ExitStatus::NOT_PLOTTED;
+  }
+  const auto result = readPlot(options.plot);
+  if (const auto* fault = std::get_if<Fault>(&result)) {
+    report(*fault);
+    return ExitStatus::NOT_PLOTTED;
+  }
+  const auto& data = std::get<PlotData>(result);
+  for (const Fault& fault : data.incomplete) report(fault);
+  const std::string page = plotPage(data);
+  if (options.output.empty()) std::cout << page;
+  const bool written = options.output.empty() ? finishOutput() : writeFile(options.output, page);
+  if (!written) return ExitStatus::NOT_PLOTTED;
+  return data.incomplete.empty() ? ExitStatus::PLOTTED : ExitStatus::PLOTTED_IN_PART;
+}
+
+}  // namespace logtool
