@@ -1,54 +1,21 @@
-"""Looks at plot pages as a user does: plot_pages.py OSTRELLOG SCREENSHOTS. Leaves a picture of each page."""
-import os
-import struct
+"""Looks at plot pages as a user does."""
 import sys
-import tempfile
 import unittest
 
-from pages import Browser, SCHEMES, WIDTHS, ostrel_log, skip_without_browser
+from pages import HOSTILE, PageTest, skip_without_browser
 
 skip_without_browser()
 from selenium.webdriver import ActionChains, Keys  # noqa: E402  (only once it is known to be there)
-from selenium.webdriver.common.by import By  # noqa: E402
-
-PROGRAM, PICTURES = os.path.abspath(sys.argv[1]), os.path.abspath(sys.argv[2])
-HOSTILE = "<img/src=x/onerror=document.title='run'>"
 
 
-def legacy_log(path, columns, records):
-    header = f"-- Build infos\nnentries : {len(columns)}\ntitles : {', '.join(columns)}\n-- Data\n"
-    with open(path, "wb") as file:
-        file.write(header.encode() + b"".join(struct.pack(f"<{len(columns)}d", *record) for record in records))
-
-
-class PlotPages(unittest.TestCase):
+class PlotPages(PageTest):
     @classmethod
     def setUpClass(cls):
-        cls.temporary = tempfile.TemporaryDirectory()
-        cls.folder = cls.temporary.name
-        os.makedirs(PICTURES, exist_ok=True)
-        cls.browser = Browser()
-        ostrel_log(PROGRAM, cls.folder, "make", "flight", "--seconds", "10")
-        cls.samples = [(i, i / 8, (i * 37 % 100) / 4, i % 3) for i in range(1200) if not 300 <= i < 340]
-        columns = ["index", "x", HOSTILE, "mode"]
-        legacy_log(cls.path("a"), columns, cls.samples)
-        legacy_log(cls.path("b"), columns, [(i, x, y + (i >= 700), mode) for i, x, y, mode in cls.samples])
+        super().setUpClass()
+        cls.ostrel_log("make", "flight", "--seconds", "10")
         for name, arguments in {"one": ["flight.cont", "--events", "flight.events"], "small": ["a"],
                                 "two": ["a", "b"], "same": ["a", "a"]}.items():
-            ostrel_log(PROGRAM, cls.folder, "plot", *arguments, "-o", name + ".html")
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.browser.driver.quit()
-        cls.temporary.cleanup()
-
-    @classmethod
-    def path(cls, name):
-        return os.path.join(cls.folder, name)
-
-    def open(self, name):
-        self.browser.look(WIDTHS["wide"], 1200, "light")
-        self.browser.open(self.path(name + ".html"))
+            cls.ostrel_log("plot", *arguments, "-o", name + ".html")
 
     def ranges(self):
         """The steps that each graph shows, rounded: a graph's own range has the noise of its pixels."""
@@ -56,28 +23,18 @@ class PlotPages(unittest.TestCase):
         return {tuple(each) for each in ranges}
 
     def titles(self):
-        return [heading.text for heading in self.browser.driver.find_elements(By.CSS_SELECTOR, ".panel h2")]
+        return self.texts(".panel h2")
 
     def chart(self, number):
-        return self.browser.driver.find_elements(By.CSS_SELECTOR, ".panel .chart")[number]
+        return self.browser.find_all(".panel .chart")[number]
 
     def test_pages_fit_every_window_without_complaint_or_request(self):
         for name in ("one", "two", "same"):
-            for scheme in SCHEMES:
-                for width_name, width in WIDTHS.items():
-                    with self.subTest(page=name, scheme=scheme, width=width_name):
-                        self.browser.look(width, 1200, scheme)
-                        self.browser.open(self.path(name + ".html"))
-                        self.browser.screenshot(os.path.join(PICTURES, f"plot-{name}-{scheme}-{width_name}.png"))
-                        self.assertEqual(self.browser.complaints(), [])
-                        self.assertEqual(self.browser.requests(), [])
-                        hidden = self.browser.run(
-                            "const {scrollWidth, clientWidth} = document.documentElement; return scrollWidth - clientWidth")
-                        self.assertEqual(hidden, 0)
+            self.check_in_every_window(name, "plot-" + name)
 
     def test_one_log_has_a_dozen_panels_with_units(self):
         self.open("one")
-        units = [unit.text for unit in self.browser.driver.find_elements(By.CSS_SELECTOR, ".panel .unit")]
+        units = self.texts(".panel .unit")
         self.assertEqual(len(units), 12)
         self.assertNotIn("unit not known", units)
         curves = self.browser.run("return flightPlot.graphs.map(graph => graph.numColumns() - 1)")
@@ -89,7 +46,7 @@ class PlotPages(unittest.TestCase):
             sample = self.samples[number]
             self.browser.run("flightPlot.graphs.forEach(graph => graph.setSelection(graph.getRowForX(arguments[0])))",
                              sample[0])
-            shown = [value.text for value in self.browser.driver.find_elements(By.CSS_SELECTOR, ".value")]
+            shown = self.texts(".value")
             self.assertEqual([float(value) for value in shown], list(sample[1:]))
 
     def test_dragging_zooms_all_graphs_and_a_double_click_goes_back(self):
@@ -112,10 +69,10 @@ class PlotPages(unittest.TestCase):
 
     def test_keys_zoom_and_move_the_cursor(self):
         self.open("small")
-        panel = self.browser.driver.find_element(By.CSS_SELECTOR, ".panel")
+        panel = self.browser.find_all(".panel")[0]
         panel.send_keys("+", Keys.ARROW_RIGHT, Keys.ARROW_RIGHT)
         self.assertEqual(self.ranges(), {(300, 899)})
-        self.assertEqual(self.browser.driver.find_element(By.ID, "cursor").text, "step 601")
+        self.assertEqual(self.texts("#cursor"), ["step 601"])
         panel.send_keys("0")
         self.assertEqual(self.ranges(), {(0, 1199)})
 
@@ -124,22 +81,21 @@ class PlotPages(unittest.TestCase):
         self.assertEqual(self.ranges(), {(500, 900)})
         self.assertEqual(self.titles(), [HOSTILE])  # as text, since as markup it would be an image
         self.assertEqual(self.browser.driver.title, "a and b")
-        self.assertIn("index 700", self.browser.driver.find_element(By.ID, "verdict").text)
-        cells = [cell.text for cell in self.browser.driver.find_elements(By.CSS_SELECTOR, "#side td")]
+        self.assertIn("index 700", self.texts("#verdict")[0])
+        cells = self.texts("#side td")
         self.assertEqual(cells, [HOSTILE, "500", "1", "700"])
 
     def test_page_says_that_nothing_differs(self):
         self.open("same")
-        verdict = self.browser.driver.find_element(By.ID, "verdict").text
-        self.assertEqual(verdict, "Nothing differs: 1160 steps, 4 variables.")
+        self.assertEqual(self.texts("#verdict"), ["Nothing differs: 1160 steps, 4 variables."])
         self.assertEqual(self.titles(), [])
 
     def test_search_adds_a_variable_to_the_others(self):
         self.open("one")
         name = "inputs.sensors.battery.remaining_cap"
-        self.browser.driver.find_element(By.ID, "search").send_keys(name, Keys.ENTER)
+        self.browser.find_all("#search")[0].send_keys(name, Keys.ENTER)
         self.assertEqual(self.titles()[0], name)
-        self.browser.driver.find_element(By.CSS_SELECTOR, ".panel").send_keys("+")
+        self.browser.find_all(".panel")[0].send_keys("+")
         self.assertEqual(len(self.ranges()), 1)
 
 

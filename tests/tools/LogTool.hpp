@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <iomanip>
+#include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "support/BlackboxBuilder.hpp"
@@ -33,6 +34,13 @@ class LogTool : public testing::Test {
 
   TestFolder folder;
 };
+
+/// The data of a page, as its own program reads it.
+inline nlohmann::json dataOf(const std::string& page) {
+  const std::string start = "<script type=\"application/json\" id=\"data\">";
+  const std::size_t begin = page.find(start) + start.size();
+  return nlohmann::json::parse(page.substr(begin, page.find("</script>", begin) - begin));
+}
 
 /// The bytes of numbers, back to back.
 template <class... Numbers>

@@ -58,12 +58,6 @@ class PlotTest : public LogTool {
     return dataOf(readFile(folder.path("page.html")));
   }
 
-  static json dataOf(const std::string& page) {
-    const std::string start = "<script type=\"application/json\" id=\"data\">";
-    const std::size_t begin = page.find(start) + start.size();
-    return json::parse(page.substr(begin, page.find("</script>", begin) - begin));
-  }
-
   static Numbers lowest(const json& data, std::size_t variable, std::size_t series = 0) {
     return unpacked(data.at("variables").at(variable).at("series").at(series).at("low"));
   }

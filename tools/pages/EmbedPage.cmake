@@ -1,5 +1,5 @@
-# Writes the header OUTPUT with the two halves of plot.html, between which the data of a flight goes. The page's
-# style and program, dygraphs and its licence are put in where the page names them.
+# Writes the header OUTPUT with the two halves of PAGE.html, between which the data goes. A name between two @ in
+# the page stands for a file of SOURCE_DIR or of DYGRAPHS_DIR, and @licence@ for DYGRAPHS_LICENCE. These are put in.
 cmake_policy(VERSION 3.25)
 
 # Sets `result` to the pieces of a C++ array of literals; a compiler need not take a literal of any length.
@@ -15,24 +15,30 @@ function(to_literals text result)
   set(${result} "${literals}" PARENT_SCOPE)
 endfunction()
 
-file(READ ${SOURCE_DIR}/plot.html page)
-set(plot.css ${SOURCE_DIR}/plot.css)
-set(plot.js ${SOURCE_DIR}/plot.js)
-set(dygraph.min.css ${DYGRAPHS_DIR}/dygraph.min.css)
-set(dygraph.min.js ${DYGRAPHS_DIR}/dygraph.min.js)
-set(synchronizer.js ${DYGRAPHS_DIR}/src/extras/synchronizer.js)
-set(licence ${DYGRAPHS_LICENCE})
-foreach(part plot.css plot.js dygraph.min.css dygraph.min.js synchronizer.js licence)
-  file(READ ${${part}} text)
+file(READ ${SOURCE_DIR}/${PAGE}.html page)
+string(REGEX MATCHALL "@[a-z.]+@" parts "${page}")
+list(REMOVE_ITEM parts @data@)
+foreach(part ${parts})
+  string(REPLACE "@" "" name ${part})
+  set(file ${SOURCE_DIR}/${name})
+  foreach(folder ${DYGRAPHS_DIR} ${DYGRAPHS_DIR}/src/extras)
+    if(EXISTS ${folder}/${name})
+      set(file ${folder}/${name})
+    endif()
+  endforeach()
+  if(name STREQUAL licence)
+    set(file ${DYGRAPHS_LICENCE})
+  endif()
+  file(READ ${file} text)
   # A browser would ask for the source map, and the page is to ask for nothing.
   string(REGEX REPLACE "//# sourceMappingURL=[^\n]*" "" text "${text}")
   string(REGEX REPLACE "/\\*# sourceMappingURL=[^*]*\\*/" "" text "${text}")
-  if(part STREQUAL "licence")
+  if(name STREQUAL licence)
     # It has addresses in angle brackets, and is text in the page.
     string(REPLACE "&" "&amp;" text "${text}")
     string(REPLACE "<" "&lt;" text "${text}")
   endif()
-  string(REPLACE "@${part}@" "${text}" page "${page}")
+  string(REPLACE ${part} "${text}" page "${page}")
 endforeach()
 
 string(FIND "${page}" "@data@" middle)
@@ -41,14 +47,15 @@ math(EXPR behind "${middle} + 6")
 string(SUBSTRING "${page}" ${behind} -1 tail)
 to_literals("${head}" head)
 to_literals("${tail}" tail)
+string(TOUPPER ${PAGE} prefix)
 file(WRITE ${OUTPUT} "#pragma once
 
 namespace logtool::pages {
 
 /// The page in front of its data and behind it, in pieces.
-constexpr const char* PLOT_PAGE_HEAD[] = {
+constexpr const char* ${prefix}_HEAD[] = {
 ${head}};
-constexpr const char* PLOT_PAGE_TAIL[] = {
+constexpr const char* ${prefix}_TAIL[] = {
 ${tail}};
 
 }  // namespace logtool::pages

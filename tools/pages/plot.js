@@ -1,20 +1,9 @@
 'use strict';
-// The program of a plot page. Texts from the logs only ever become text nodes: dygraphs takes labels and titles
-// as markup, so that it gets none of them.
+// The program of a plot page. dygraphs takes labels and titles as markup, so that it gets no text of a log.
 (() => {
-  const data = JSON.parse(document.getElementById('data').textContent);
-  const byId = id => document.getElementById(id);
   const two = data.diff !== null;
   const part = two ? data.diff.compared[data.drawnPart] : null;
   const first = part && part.first && !part.same ? part.first : null;
-
-  /// Makes an element with a class and with children, which are elements or texts.
-  function element(tag, className, ...children) {
-    const made = document.createElement(tag);
-    if (className) made.className = className;
-    made.append(...children);
-    return made;
-  }
 
   // ---- Numbers
 
@@ -64,12 +53,6 @@
       }
     }
     return String(number);
-  }
-
-  /// At most so many digits, without zeros at the end.
-  function shortNumber(number, digits) {
-    const rounded = Number(number.toPrecision(digits));
-    return rounded !== 0 && Math.abs(rounded) < 1e-3 ? rounded.toExponential() : String(rounded);
   }
 
   // ---- Points: one for a record, two for a row of several records; null where a gap breaks the curves
@@ -422,14 +405,6 @@
 
   // ---- Around the panels
 
-  function button(text, action) {
-    // Long names may break behind a dot or an underscore.
-    const made = element('button', 'link', ...text.split(/(?<=[._])/).flatMap(piece => [piece, element('wbr')]));
-    made.type = 'button';
-    made.addEventListener('click', action);
-    return made;
-  }
-
   /// A table whose first column has names, the others numbers.
   function table(caption, titles, lines) {
     const head = element('tr', '', ...titles.map(title => element('th', '', title)));
@@ -474,8 +449,6 @@
     });
     if (part.tryByRecord) note('The index has gaps in one of the logs: --by-record compares the steps by their number.');
   }
-
-  const note = text => byId('notes').append(element('li', '', text));
 
   function tellThinning() {
     const kept = data.interest.map(clamp).filter(([from, to]) => from <= to).map(([from, to]) => `${from} to ${to}`).join(' and ');
@@ -537,6 +510,7 @@
     const lines = drawable([leading]);
     // The range selector would draw a break as a fall to zero.
     lines.forEach((line, i) => { line[1] = line[1] === null ? lines[i - 1][1] : line[1]; });
+    byId('navigator').classList.toggle('with-time', hasTime);
     draw(byId('navigator'), lines, [0], {legend: 'never', showRangeSelector: true,
       rangeSelectorHeight: 30, plotter: () => {}, highlightCircleSize: 0,
       underlayCallback: (context, area, graph) => {
@@ -553,14 +527,13 @@
     for (const graph of graphs) graph.updateOptions(colourOptions(graph.colourNumbers));
   }
   darkScheme.addEventListener('change', recolour);
-  const printing = isOn => () => {
-    document.documentElement.classList.toggle('printing', isOn);
+  const redraw = () => {
     // A page is printed before any observer is told of its width.
     for (const graph of graphs) graph.resize();
     recolour();
   };
-  addEventListener('beforeprint', printing(true));
-  addEventListener('afterprint', printing(false));
+  addEventListener('beforeprint', redraw);
+  addEventListener('afterprint', redraw);
 
   tellAll();
   drawAll();

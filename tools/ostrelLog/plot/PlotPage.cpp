@@ -7,9 +7,9 @@
 #include <sstream>
 #include <type_traits>
 
-#include "ostrelLog/pages/PlotPage.hpp"
+#include "ostrelLog/pages/plot.hpp"
 #include "ostrelLog/render/DiffJson.hpp"
-#include "ostrelLog/render/Json.hpp"
+#include "ostrelLog/render/Page.hpp"
 
 namespace logtool {
 
@@ -153,13 +153,10 @@ Json dataJson(const PlotData& data) {
 }  // namespace
 
 std::string plotPage(const PlotData& data) {
-  std::string text = dataJson(data).dump(-1, ' ', false, Json::error_handler_t::replace);
-  // No name can end the element that holds the data.
-  for (std::size_t at = 0; (at = text.find('<', at)) != std::string::npos;) text.replace(at, 1, "\\u003c");
   std::string page;
-  for (const char* piece : pages::PLOT_PAGE_HEAD) page += piece;
-  page += text;
-  for (const char* piece : pages::PLOT_PAGE_TAIL) page += piece;
+  for (const char* piece : pages::PLOT_HEAD) page += piece;
+  page += pageData(dataJson(data));
+  for (const char* piece : pages::PLOT_TAIL) page += piece;
   return page;
 }
 

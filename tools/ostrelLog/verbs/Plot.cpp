@@ -6,29 +6,12 @@
 #include <iostream>
 #include <variant>
 
-#include "logfile/ErrorText.hpp"
-#include "logfile/OutputFile.hpp"
 #include "ostrelLog/Number.hpp"
 #include "ostrelLog/Output.hpp"
 #include "ostrelLog/plot/PlotPage.hpp"
+#include "ostrelLog/render/Page.hpp"
 
 namespace logtool {
-
-namespace {
-
-/// Writes the page to a file, which appears when it is whole. Returns false, after a report, when it can't
-/// be written.
-bool writeFile(const std::string& path, const std::string& page) {
-  OutputFile file(path);
-  int result = file.open();
-  if (result >= 0) result = file.write(page.data(), page.size());
-  if (result >= 0) result = file.close();
-  if (result >= 0) result = file.keep();
-  if (result < 0) report({path, errorText(result)});
-  return result >= 0;
-}
-
-}  // namespace
 
 CLI::App* Plot::addTo(CLI::App& program) {
   CLI::App* command = program.add_subcommand(
@@ -76,11 +59,20 @@ ExitStatus Plot::run() const {
   }
   const auto& data = std::get<PlotData>(result);
   for (const Fault& fault : data.incomplete) report(fault);
-  const std::string page = plotPage(data);
-  if (options.output.empty()) std::cout << page;
-  const bool written = options.output.empty() ? finishOutput() : writeFile(options.output, page);
-  if (!written) return ExitStatus::NOT_PLOTTED;
+  if (!write(plotPage(data))) return ExitStatus::NOT_PLOTTED;
   return data.incomplete.empty() ? ExitStatus::PLOTTED : ExitStatus::PLOTTED_IN_PART;
+}
+
+bool Plot::write(const std::string& page) const {
+  if (options.output.empty()) {
+    std::cout << page;
+    return finishOutput();
+  }
+  PageFile file(options.output);
+  file.add(page);
+  const std::optional<Fault> fault = file.finish();
+  if (fault) report(*fault);
+  return !fault;
 }
 
 }  // namespace logtool

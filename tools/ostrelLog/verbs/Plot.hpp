@@ -20,6 +20,10 @@ class Plot final : public Verb {
   ExitStatus failure() const override { return ExitStatus::NOT_PLOTTED; }
 
   Options options;
+
+ private:
+  /// Returns false, after a report, when the page can't be written.
+  bool write(const std::string& page) const;
 };
 
 }  // namespace logtool
