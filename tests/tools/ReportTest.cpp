@@ -83,4 +83,87 @@ TEST_F(ReportTest, NamesWhatIsNoRow) {
   EXPECT_THAT(result.out, testing::StartsWith("0 changed, 1 same, 0 failed of 1\n"));
 }
 
+/// A changed flight of which the exports in these files were kept, compared with `--only y`.
+std::string kept(const std::string& key, const std::string& a, const std::string& b) {
+  return row(key, "<b>" + key, "changed",
+             differs("y", 1) + R"(,"options":{"only":["y"],"tolerance":0.5},"kept":{"a":")" + a +
+                 R"(","b":")" + b + "\"}",
+             4);
+}
+
+class ReportPageTest : public ReportTest {
+ protected:
+  ReportPageTest() {
+    folder.write("a", continuousHeader({"index", "x", "y"}) + values({0, 1, 1}) + values({1, 1, 1}));
+    folder.write("b", continuousHeader({"index", "x", "y"}) + values({0, 2, 1.5}) + values({1, 2, 2}));
+  }
+
+  /// Makes a report as a page, and returns the data of the page.
+  nlohmann::json page(const std::string& rows, const std::string& err = "") const {
+    const ProgramResult result = run("report " + rows + " --html report.html");
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(result.err, err);
+    return dataOf(readFile(folder.path("report.html")));
+  }
+};
+
+TEST_F(ReportPageTest, ListsWhatIsNotTheSameFirst) {
+  auto expected = nlohmann::json::parse(R"({"headline":"2 changed, 1 same, 1 failed of 4, 1 without a row",
+    "notes":["Rows: rows"], "folder":"report.flights", "moreBins":0, "withoutPage":0, "withoutRow":1,
+    "namesWithoutRow":["f5"],
+    "verdicts":{"changed":2,"same":1,"failed-a":0,"failed-b":1,"failed-both":0,"unstable":0,
+                "nothing-compared":0,"bad-input":0},
+    "bins":[{"verdict":"changed","what":"outputs.x","flights":2},
+            {"verdict":"failed-b","what":"signal 6","flights":1}],
+    "flights":[{"flight":"f2","verdict":"changed","seconds":5.0,"what":"outputs.x","step":9},
+               {"flight":"f3","verdict":"changed","seconds":6.0,"what":"outputs.x","step":7},
+               {"flight":"f4","verdict":"failed-b","seconds":9.0,"what":"signal 6"},
+               {"flight":"f1","verdict":"same","seconds":4.5}]})");
+  EXPECT_EQ(page("rows --expect all"), expected);
+}
+
+TEST_F(ReportPageTest, LeavesOutFlightsThatAreTheSameWhereThereAreTooMany) {
+  std::string rows;
+  for (int i = 0; i < 20'000; ++i) rows += row(std::to_string(i), "f", "same", reason(""), 4);
+  folder.write("night", rows + row("last", "last", "unstable", reason("no wind"), 4));
+  const auto data = page("night");
+  EXPECT_EQ(data["flights"].size(), 20'000U);
+  EXPECT_EQ(data["flights"][0]["flight"], "last");
+  EXPECT_EQ(data["verdicts"]["same"], 20'000);
+}
+
+TEST_F(ReportPageTest, ComparesKeptExportsAsTheRunDid) {
+  folder.write("few", kept("1", "a", "b") + kept("2", "a", "gone"));
+  const auto data = page("few", "ostrelLog: gone: No such file or directory\n");
+  EXPECT_EQ(data["flights"][1]["noPage"], "gone: No such file or directory");
+  const std::string comparison =
+      readFile(folder.path("report.flights/" + data["flights"][0]["page"].get<std::string>()));
+  const auto drawn = dataOf(comparison);
+  EXPECT_EQ(drawn["title"], "<b>1: A and B");
+  EXPECT_EQ(drawn["diff"]["compared"][0]["first"]["index"], 1);  // the tolerance hides that of index 0
+  ASSERT_EQ(drawn["panels"].size(), 1U);
+  EXPECT_EQ(drawn["panels"][0]["title"], "y");
+  EXPECT_THAT(readFile(folder.path("report.html")) + comparison, testing::Not(testing::HasSubstr("<b>1")));
+}
+
+TEST_F(ReportPageTest, ComparesTwentyFlightsOfEachBin) {
+  std::string rows;
+  for (int i = 0; i < 21; ++i) rows += kept(std::to_string(i), "a", "b");
+  folder.write("few", rows);
+  const auto data = page("few");
+  EXPECT_TRUE(data["flights"][19].contains("page"));
+  EXPECT_FALSE(data["flights"][20].contains("page"));
+  EXPECT_EQ(data["withoutPage"], 1);
+}
+
+TEST_F(ReportPageTest, ThatCannotBeWrittenLeavesTheOldOne) {
+  folder.write("few", kept("1", "a", "b"));
+  folder.write("report.html", "old");
+  folder.write("report.flights", "in the way");
+  const ProgramResult result = run("report few --html report.html");
+  EXPECT_EQ(result.exitStatus, 2);
+  EXPECT_EQ(result.err, "ostrelLog: report.flights: File exists\n");
+  EXPECT_EQ(readFile(folder.path("report.html")), "old");
+}
+
 }  // namespace

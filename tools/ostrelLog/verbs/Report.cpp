@@ -10,7 +10,7 @@
 #include "ostrelLog/Output.hpp"
 #include "ostrelLog/render/ReportJson.hpp"
 #include "ostrelLog/render/ReportText.hpp"
-#include "ostrelLog/report/RowFiles.hpp"
+#include "ostrelLog/report/FleetPage.hpp"
 
 namespace logtool {
 
@@ -76,6 +76,12 @@ CLI::App* Report::addTo(CLI::App& program) {
                           ->option_text("VERDICT")
                           ->check(CLI::IsMember(verdicts));
   command->add_flag("--json", options.json, "Print one object, for programs")->excludes(list);
+  command
+      ->add_option(
+          "--html", options.html,
+          "Also write a page for a browser, with all flights in a table, and in NAME.flights beside\n"
+          "NAME.html pages that compare the kept exports of changed flights")
+      ->option_text("FILE");
   return command;
 }
 
@@ -97,13 +103,27 @@ ExitStatus Report::run() const {
     fleet.withoutRow = namesOutside(list, names);
   }
 
+  if (fleet.flights() == 0) faults({options.rows.front(), "holds no row"});
+  const bool trouble = faults.any();
+  // Before the text: whoever reads only the beginning of that ends this program.
+  const bool pageWritten = writePage(fleet, rows, trouble);
+
   if (options.json) writeJson(std::cout, fleet);
   if (!options.json && options.list.empty()) writeText(std::cout, fleet);
-  const bool written = finishOutput();
-  if (fleet.flights() == 0) faults({options.rows.front(), "holds no row"});
-  if (faults.any() || !written) return ExitStatus::TROUBLE;
+  if (!finishOutput() || !pageWritten || trouble) return ExitStatus::TROUBLE;
   const bool complete = !fleet.withoutRow || fleet.withoutRow->empty();
   return complete && fleet.flightsOf("same") == fleet.flights() ? ExitStatus::SAME : ExitStatus::DIFFERENT;
+}
+
+bool Report::writePage(const FleetSummary& fleet, const RowFiles& rows, bool trouble) const {
+  if (options.html.empty()) return true;
+  std::vector<std::string> notes = {"Rows:"};
+  for (const std::string& file : options.rows) notes.front() += " " + file;
+  if (trouble)
+    notes.emplace_back("Not everything could be read: the report named the faults when it was made.");
+  const std::optional<Fault> fault = writeFleetPage(options.html, notes, fleet, rows);
+  if (fault) report(*fault);
+  return !fault;
 }
 
 }  // namespace logtool

@@ -4,6 +4,8 @@
 #include <vector>
 
 #include "ostrelLog/Verb.hpp"
+#include "ostrelLog/report/FleetSummary.hpp"
+#include "ostrelLog/report/RowFiles.hpp"
 
 namespace logtool {
 
@@ -15,6 +17,7 @@ class Report final : public Verb {
     std::string expect;             ///< file with the names of all flights, one a line; "" for none
     std::string list;               ///< verdict whose flights are named, and nothing else; "" for a report
     bool json = false;
+    std::string html;  ///< file for the page; "" for none
   };
 
   CLI::App* addTo(CLI::App& program) override;
@@ -22,6 +25,10 @@ class Report final : public Verb {
   ExitStatus failure() const override { return ExitStatus::TROUBLE; }
 
   Options options;
+
+ private:
+  /// Returns false, after a report, when the page that was asked for can't be written.
+  bool writePage(const FleetSummary& fleet, const RowFiles& rows, bool trouble) const;
 };
 
 }  // namespace logtool
