@@ -49,3 +49,5 @@ TEST_PACKAGES=(zlib1g-dev libgtest-dev libgmock-dev libboost-filesystem-dev pyth
 FLEET_PACKAGES=(parallel openssh-server openssh-client slurm-wlm munge procps)
 # Only for what opens the pages of ostrelLog: scripts/screenshots and the tests with the label "all".
 BROWSER_PACKAGES=(chromium chromium-driver python3-selenium)
+# Only for the tests with the label "all" that read exported logs, besides npm.
+READER_PACKAGES=(python3-pandas)
