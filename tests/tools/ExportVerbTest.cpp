@@ -103,7 +103,8 @@ TEST_F(ExportTest, ToMcapHasEveryTypeOfValueUnderUniqueNames) {
 TEST_F(ExportTest, OfARangeHasBothItsEnds) {
   folder.write("log", continuousHeader({"index", "x"}) + values({-1, 2, 0, 3, 1, 4, 5, 5, 1, 6}));
   expectRun("export log --format csv --from 0 --to 1", {0, "index,x\r\n0,3\r\n1,4\r\n1,6\r\n", ""});
-  expectRun("export log --format csv --from 6", {0, "index,x\r\n", ""});
+  expectRun("export log --format csv --from 6",
+            {1, "", "ostrelLog: log: holds nothing that was asked for\n"});
 }
 
 TEST_F(ExportTest, TakesTheSectionThatIsNamed) {
@@ -147,6 +148,12 @@ const TimeRow TIMES[] = {
 };
 INSTANTIATE_ROWS(ExportTime, TIMES);
 
+TEST_F(ExportTest, OfVariablesByPatternKeepsTheCalls) {
+  writeLogs();
+  expectRun("export log --events calls --only a.b --format mcap -o out",
+            {0, "out: 1 sample, 2 calls, time: stamps of the samples\n", ""});
+}
+
 struct FaultRow : Row {
   std::string options, fault;
   int status = 1;
@@ -171,8 +178,7 @@ TEST_P(ExportFault, LeavesTheOldFile) {
 
 const std::string CSV = " --format csv -o old", MCAP = " --format mcap -o old",
                   HELP = " (see ostrelLog --help)";
-const std::string OWN = ": is a log to be exported, and is not overwritten",
-                  FULL = "full: No space left on device";
+const std::string OWN = ": is read from, and is not overwritten", FULL = "full: No space left on device";
 const std::string RATE = "--rate: must be from 0.001 to 1000000" + HELP;
 const FaultRow FAULTS[] = {
     {"LogOverwritten", "old" + CSV, "old" + OWN},
@@ -186,6 +192,10 @@ const FaultRow FAULTS[] = {
      "changed: section nav has other variables from index 2 on: export the parts "
      "one by one, with --from and --to"},
     {"NothingSelected", "samples --only y" + CSV, "--only: names nothing that the log holds"},
+    {"NothingSelectedBesideCalls", "samples --events calls --only y" + MCAP,
+     "--only: names nothing that the log holds"},
+    {"RangeWithoutASample", "samples --from 9" + CSV, "samples: holds nothing that was asked for"},
+    {"RangeTheWrongWayRound", "samples --from 9 --to 6" + CSV, "--from: is higher than --to" + HELP, 2},
     {"NoEvents", "samples --events samples" + MCAP, "samples: is no event log"},
     {"EventsTwice", "calls --events calls" + MCAP,
      "calls: is an event log, so that --events can't add calls to it"},

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <charconv>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -44,6 +45,11 @@ CLI::Option* addNumber(CLI::App& command, const std::string& name, T& value,
                        const std::string& description) {
   const auto convert = [&value](const CLI::results_t& texts) { return parseNumber(texts.back(), value); };
   return command.add_option(name, convert, description)->default_str(CLI::detail::to_string(value));
+}
+
+/// Refuses a range of steps that ends before it begins, as wrong usage.
+inline void checkRange(std::int64_t from, std::int64_t to) {
+  if (from > to) throw CLI::ValidationError("--from: is higher than --to");
 }
 
 }  // namespace logtool

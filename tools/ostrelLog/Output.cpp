@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
 #include <iostream>
+#include <system_error>
 
 #include "logfile/ErrorText.hpp"
 #include "logfile/OutputFile.hpp"
@@ -15,6 +17,17 @@ std::optional<Fault> faultOf(const OutputFile& file, int result) {
   if (result == -EINTR) return Fault{file.path, "interrupted, nothing is written"};
   if (result == -ENXIO) return Fault{file.path, "a pipe that nothing reads, or a missing device"};
   return Fault{file.path, errorText(result)};
+}
+
+bool isSameFile(const std::string& one, const std::string& other) {
+  std::error_code isNone;  // a file that does not exist is not the same as any
+  return std::filesystem::equivalent(one, other, isNone);
+}
+
+std::optional<Fault> refuseOwnInput(const std::string& output, const std::vector<std::string>& inputs) {
+  const auto isOutput = [&output](const std::string& input) { return isSameFile(output, input); };
+  if (std::none_of(inputs.begin(), inputs.end(), isOutput)) return std::nullopt;
+  return Fault{output, "is read from, and is not overwritten"};
 }
 
 void report(const Fault& fault) {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 class OutputFile;
 
@@ -17,6 +18,12 @@ struct Fault {
 
 /// The fault that the result of an operation on the file stands for; none for a success.
 std::optional<Fault> faultOf(const OutputFile& file, int result);
+
+/// Whether both paths lead to the same existing file, through links or under several names.
+bool isSameFile(const std::string& one, const std::string& other);
+
+/// The fault of an output that would replace one of the files that are read; none otherwise.
+std::optional<Fault> refuseOwnInput(const std::string& output, const std::vector<std::string>& inputs);
 
 /// Writes "ostrelLog: WHERE: REASON" on standard error, in one line.
 void report(const Fault& fault);

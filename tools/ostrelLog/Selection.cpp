@@ -47,6 +47,11 @@ bool Selection::has(const RecordLayout& api, const LogVariable& argument) const 
   return has(api.name) || has(api.name + "." + argument.name);
 }
 
+Selection Selection::ofCalls(const std::vector<std::unique_ptr<const RecordLayout>>& apis) const {
+  const auto isNamed = [this](const auto& api) { return has(*api); };
+  return std::any_of(apis.begin(), apis.end(), isNamed) ? *this : Selection();
+}
+
 bool Selection::has(const RecordLayout& api) const {
   return has(api.name) || std::any_of(api.variables.begin(), api.variables.end(),
                                       [&](const LogVariable& argument) { return has(api, argument); });

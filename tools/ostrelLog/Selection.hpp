@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,10 @@ struct Selection {
 
   /// Whether a call is selected: by the name of its API, or because one of its arguments is.
   bool has(const RecordLayout& api) const;
+
+  /// What to take of the calls that go with samples: all of them, unless a pattern names any. Patterns of
+  /// variables do not hide the calls.
+  Selection ofCalls(const std::vector<std::unique_ptr<const RecordLayout>>& apis) const;
 
   std::vector<std::string> only;  ///< shell patterns of names; empty selects every name
 };

@@ -2,10 +2,8 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 #include <set>
-#include <system_error>
 #include <utility>
 
 #include "logfile/ErrorText.hpp"
@@ -37,6 +35,7 @@ std::unique_ptr<LogSource> open(const std::string& file, std::optional<Fault>& f
 /// One log while it is exported.
 struct Input {
   std::unique_ptr<LogSource> source;
+  Selection selection;
   std::unique_ptr<LogCursor> cursor;
   std::size_t firstTable = 0;  ///< of its layouts; the others follow
 };
@@ -49,7 +48,8 @@ class FlightExport {
 
   /// The fault that kept the flight from being exported; none when it has been.
   std::optional<Fault> run() {
-    if (auto fault = refuseOwnInput()) return fault;
+    const std::vector<std::string> logs = {options.log, options.events.value_or("")};
+    if (auto fault = refuseOwnInput(options.output.value_or(""), logs)) return fault;
     if (auto fault = openLogs()) return fault;
     if (auto fault = makeTables()) return fault;
     if (!options.output) return exportTo(writeToStandardOutput, "standard output");
@@ -66,32 +66,23 @@ class FlightExport {
   ExportedFlight exported;
 
  private:
-  std::optional<Fault> refuseOwnInput() const {
-    std::error_code ignored;  // no such file: it is no input either
-    for (const auto& input : {std::optional(options.log), options.events}) {
-      if (options.output && input && std::filesystem::equivalent(*options.output, *input, ignored)) {
-        return Fault{*options.output, "is a log to be exported, and is not overwritten"};
-      }
-    }
-    return std::nullopt;
-  }
-
   std::optional<Fault> openLogs() {
     std::optional<Fault> fault;
-    inputs.push_back({open(options.log, fault), nullptr, 0});
+    inputs.push_back({open(options.log, fault), options.selection, nullptr, 0});
     if (!fault && inputs.front().source->kind == LogKind::BLACKBOX && !section) fault = chooseSection();
     if (fault) return fault;
     if (options.events) {
-      inputs.push_back({open(*options.events, fault), nullptr, 0});
+      inputs.push_back({open(*options.events, fault), {}, nullptr, 0});
       if (fault) return fault;
       if (inputs.front().source->kind == LogKind::EVENTS) {
         return Fault{options.log, "is an event log, so that --events can't add calls to it"};
       }
       if (inputs.back().source->kind != LogKind::EVENTS) return Fault{*options.events, "is no event log"};
+      inputs.back().selection = options.selection.ofCalls(inputs.back().source->layouts());
     }
     for (Input& each : inputs) {
       // The section means nothing to the other kinds of logs.
-      each.cursor = std::make_unique<LogCursor>(*each.source, options.selection, section, false);
+      each.cursor = std::make_unique<LogCursor>(*each.source, each.selection, section, false);
       skip(*each.cursor);
     }
     return std::nullopt;
@@ -130,15 +121,20 @@ class FlightExport {
           input.cursor->present ? input.cursor->record.layout : input.cursor->layout();
       if (first == nullptr && !ofCalls) return Fault{options.log, "has no section " + section.value_or("")};
       for (const auto& layout : input.source->layouts()) {
-        if (ofCalls ? !options.selection.has(*layout) : layout.get() != first) continue;
-        tables.push_back(makeTable(input.source->kind, *layout, options.selection));
-        anything = anything || ofCalls || !tables.back().columns.empty();
+        if (ofCalls ? !input.selection.has(*layout) : layout.get() != first) continue;
+        tables.push_back(makeTable(input.source->kind, *layout, input.selection));
+        anything = anything || (ofCalls ? options.selection.has(*layout) : !tables.back().columns.empty());
         for (const std::string& name : tables.back().unreadable) {
           exported.flaws.push_back({input.source->file, "not exported, of an unknown type: " + name});
         }
       }
     }
     if (!anything) return Fault{"--only", "names nothing that the log holds"};
+    const Input& log = inputs.front();
+    if (!log.cursor->present) {
+      return Fault{options.log, log.source->end().reached() ? "holds nothing that was asked for"
+                                                            : log.source->end().text()};
+    }
     return std::nullopt;
   }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
 #include <ostream>
 #include <system_error>
 
@@ -63,11 +62,6 @@ std::string behind(std::optional<std::int64_t> step) {
 }
 
 }  // namespace
-
-bool isSameFile(const std::string& one, const std::string& other) {
-  std::error_code isNone;  // a file that does not exist is not the same as any
-  return std::filesystem::equivalent(one, other, isNone);
-}
 
 std::variant<LogCopy, Fault> copyLog(const std::string& path, const std::string& newPath,
                                      const Window& window) {

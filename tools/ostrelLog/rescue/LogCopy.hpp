@@ -30,9 +30,6 @@ struct LogCopy {
   Losses losses;
 };
 
-/// Whether both paths lead to the same existing file, through links or under several names.
-bool isSameFile(const std::string& one, const std::string& other);
-
 /// Writes the part of the log at `path` that can be trusted, as far as it is in the window, as a whole log
 /// of the same kind. Its bytes are those of the log. `newPath` is another file; it is replaced only when
 /// the copy is whole. A log without a whole record in the window is a fault, unless it is an event log that

@@ -4,6 +4,9 @@
 #include <iostream>
 #include <variant>
 
+#include "ostrelLog/Number.hpp"
+#include "ostrelLog/Output.hpp"
+
 namespace logtool {
 
 ExitStatus CopyVerb::run() const {
@@ -36,7 +39,7 @@ void CopyVerb::checkOptions() const {
   if (options.newLog.empty()) throw CLI::ValidationError("--output: must name a file");
   // The file is replaced only when the copy is whole, but the damaged log itself must stay in any case.
   if (isSameFile(options.log, options.newLog)) throw CLI::ValidationError("--output: is the log itself");
-  if (options.window.from > options.window.to) throw CLI::ValidationError("--from: is higher than --to");
+  checkRange(options.window.from, options.window.to);
 }
 
 }  // namespace logtool

@@ -51,6 +51,7 @@ void Export::checkOptions() {
   } else if (options.events || options.rate || !compression.empty()) {
     throw CLI::ValidationError("--events, --rate, --compression: only for mcap");
   }
+  checkRange(options.from, options.to);
   if (options.rate && !(*options.rate >= LOWEST_RATE && *options.rate <= HIGHEST_RATE)) {  // NaN fails too
     throw CLI::ValidationError("--rate: must be from 0.001 to 1000000");
   }
