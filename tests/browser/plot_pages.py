@@ -90,6 +90,26 @@ class PlotPages(PageTest):
         self.assertEqual(self.texts("#verdict"), ["Nothing differs: 1160 steps, 4 variables."])
         self.assertEqual(self.titles(), [])
 
+    def test_page_does_not_say_so_when_a_log_has_a_section_alone(self):
+        with open(self.path("same.html"), encoding="utf-8") as file:
+            page = file.read().replace('"answer":"same"', '"answer":"different"')
+        with open(self.path("alone.html"), "w", encoding="utf-8") as file:
+            file.write(page.replace('"sectionsAlone":[]', '"sectionsAlone":["sun"]', 1))
+        self.open("alone")
+        self.assertEqual(self.texts("#verdict"), ["No difference in what was compared."])
+        self.assertEqual(self.texts("#notes li"), ["Sections only in A: sun."])
+
+    def test_search_takes_a_part_of_one_name_only(self):
+        self.open("one")
+        field = self.browser.find_all("#search")[0]
+        field.send_keys("battery.remaining", Keys.ENTER)
+        self.assertEqual(self.titles()[0], "inputs.sensors.battery.remaining_cap")
+        for text, answer in (("nothing", "no such variable"), ("battery", " variables have this in their names")):
+            field.send_keys(text, Keys.ENTER)
+            self.assertIn(answer, field.get_property("validationMessage"))
+            self.assertEqual(field.get_property("value"), text)
+            field.clear()
+
     def test_search_adds_a_variable_to_the_others(self):
         self.open("one")
         name = "inputs.sensors.battery.remaining_cap"

@@ -47,7 +47,9 @@ Numbers unpacked(const json& packed) {
   const std::string bytes = base64Bytes(packed.at("bytes")), type = packed.at("type");
   if (type == "u1") return unpackedAs<std::uint8_t>(bytes);
   if (type == "i2") return unpackedAs<std::int16_t>(bytes);
-  return type == "f4" ? unpackedAs<float>(bytes) : unpackedAs<double>(bytes);
+  Numbers numbers = type == "f4" ? unpackedAs<float>(bytes) : unpackedAs<double>(bytes);
+  for (double& number : numbers) number += packed.value("base", -0.0);
+  return numbers;
 }
 
 class PlotTest : public LogTool {
@@ -58,8 +60,8 @@ class PlotTest : public LogTool {
     return dataOf(readFile(folder.path("page.html")));
   }
 
-  static Numbers lowest(const json& data, std::size_t variable, std::size_t series = 0) {
-    return unpacked(data.at("variables").at(variable).at("series").at(series).at("low"));
+  static Numbers numbersOf(const json& data, std::size_t variable, std::size_t series = 0) {
+    return unpacked(data.at("variables").at(variable).at("series").at(series).at("single"));
   }
 };
 
@@ -69,7 +71,7 @@ TEST_F(PlotTest, PacksValuesInTheSmallestTypeThatHoldsThem) {
   std::vector<std::string> types;
   for (const Numbers& pair : pairs) {
     folder.write("log", continuousHeader({"x"}) + values({pair[0], pair[1]}));
-    const json low = plot("log").at("variables").at(0).at("series").at(0).at("low");
+    const json low = plot("log").at("variables").at(0).at("series").at(0).at("single");
     EXPECT_EQ(unpacked(low), pair);
     EXPECT_EQ(std::signbit(unpacked(low)[1]), std::signbit(pair[1]));
     types.push_back(low.value("type", "constant"));
@@ -109,6 +111,83 @@ TEST_F(PlotTest, FitsAFlightOfAMinuteAtOneKilohertzInThreeMegabytes) {
   EXPECT_LT(readFile(folder.path("page.html")).size(), 3'000'000U);
 }
 
+TEST_F(PlotTest, FitsTwoLogsOfDoublesInThreeMegabytes) {
+  for (const double seed : {1.0, 2.0}) {
+    std::vector<std::string> columns;
+    for (int i = 0; i < 139; ++i) columns.push_back("x" + std::to_string(i));
+    std::string log = continuousHeader(columns);
+    for (int i = 0; i < 139 * 3000; ++i) log += values({std::sin(seed * i)});
+    folder.write(seed == 1 ? "a" : "b", log);
+  }
+  EXPECT_EQ(plot("a b").at("variables").size(), 139U);
+  EXPECT_LT(readFile(folder.path("page.html")).size(), 3'000'000U);
+}
+
+TEST_F(PlotTest, RoundsExtentsOutwards) {
+  std::string log = continuousHeader({"index", "x"});
+  for (int i = 0; i < 40'000; ++i) log += values({double(i), i == 7 ? 0.1 : 2e9});
+  folder.write("log", log);
+  const json series = plot("log").at("variables").at(1).at("series").at(0);
+  EXPECT_EQ(series.at("low").at("type"), "f4");
+  // A step of a float is 64 at a distance of 1e9 from the middle.
+  const Numbers low = unpacked(series.at("low"));
+  const double lowest = *std::min_element(low.begin(), low.end());
+  EXPECT_LE(lowest, 0.1);
+  EXPECT_GT(lowest, -64);
+}
+
+TEST_F(PlotTest, TellsOfValuesThatAreNoNumbers) {
+  folder.write("log", continuousHeader({"x", "y"}) + values({0, 1, NAN, 1, 2, 1}));
+  const json data = plot("log");
+  EXPECT_TRUE(data.at("variables").at(0).at("undrawn"));
+  EXPECT_FALSE(data.at("variables").at(1).at("undrawn"));
+}
+
+TEST_F(PlotTest, OfABlackboxLogHasItsTimesAndTypes) {
+  const std::vector<telemetry::VarDesc> variables = {{"x", TLM_VAR_FLOAT, 1, 4},
+                                                     {"y", TLM_VAR_DOUBLE, 1, 8}};
+  BlackboxBuilder log;
+  log.addSection(0, "nav", variables).sample(0, 2, 500'000'000, packed(0.1F, 0.5));
+  folder.write("log", log.sample(0, 4, 0, packed(0.2F, 0.5)).end().bytes);
+  const json data = plot("log");
+  EXPECT_EQ(unpacked(data.at("rows").at("seconds")), (Numbers{0, 1.5}));
+  EXPECT_TRUE(data.at("variables").at(0).at("series").at(0).at("float"));
+  EXPECT_FALSE(data.at("variables").at(1).at("series").at(0).at("float"));
+}
+
+TEST_F(PlotTest, ShowsTheElementThatDiffersFirstAlsoByTheSignOfZero) {
+  const std::vector<telemetry::VarDesc> array = {{"v", TLM_VAR_DOUBLE, 16, 8}};
+  const auto log = [&](double sign, double last) {
+    std::string first, second;
+    for (int i = 0; i < 16; ++i) first += packed(i == 15 ? sign : 1.0), second += packed(last);
+    return BlackboxBuilder()
+        .addSection(0, "nav", array)
+        .sample(0, 1, 0, first)
+        .sample(0, 1, 1, second)
+        .end()
+        .bytes;
+  };
+  folder.write("a", log(0.0, 1));
+  folder.write("b", log(-0.0, 2));
+  const json data = plot("a b");
+  EXPECT_EQ(data.at("panels").at(0).at("title"), "v[15]");
+  EXPECT_EQ(data.at("panels").size(), 12U);
+  EXPECT_EQ(
+      data.at("notes"),
+      json(
+          {"4 more variables or elements of arrays differ: choose them in the table or add them by name"}));
+}
+
+TEST_F(PlotTest, NeverReplacesWhatItReads) {
+  const std::string log = continuousHeader({"x"}) + values({1});
+  for (const char* name : {"a", "b", "calls"}) folder.write(name, log);
+  for (const char* arguments : {"a b -o a", "a b -o b", "a --events calls -o calls"}) {
+    EXPECT_THAT(run(std::string("plot ") + arguments).err,
+                HasSubstr("is read from, and is not overwritten"));
+  }
+  for (const char* name : {"a", "b", "calls"}) EXPECT_EQ(readFile(folder.path(name)), log);
+}
+
 TEST_F(PlotTest, ShowsOnlyWhatDiffersAndTheDifferenceBelow) {
   folder.write(
       "a", continuousHeader({"index", "same", "x", "y"}) + values({0, 5, 1, 2, 1, 5, 1, 2, 2, 5, 1, 2}));
@@ -116,12 +195,12 @@ TEST_F(PlotTest, ShowsOnlyWhatDiffersAndTheDifferenceBelow) {
       "b", continuousHeader({"index", "same", "x", "y"}) + values({0, 5, 1, 2, 1, 5, 1, 9, 2, 5, 4, 2}));
   const json data = plot("a b");
   ASSERT_EQ(data.at("variables").size(), 2U);
-  EXPECT_EQ(lowest(data, 0, 0), (Numbers{1, 1, 1}));
-  EXPECT_EQ(lowest(data, 0, 1), (Numbers{1, 1, 4}));
-  EXPECT_EQ(lowest(data, 0, 2), (Numbers{0, 0, 3}));
+  EXPECT_EQ(numbersOf(data, 1, 0), (Numbers{1, 1, 1}));
+  EXPECT_EQ(numbersOf(data, 1, 1), (Numbers{1, 1, 4}));
+  EXPECT_EQ(numbersOf(data, 1, 2), (Numbers{0, 0, 3}));
   // The variable that differs first comes first.
   const json yBeforeX =
-      json::parse(R"([{"title": "y", "variables": [1]}, {"title": "x", "variables": [0]}])");
+      json::parse(R"([{"title": "y", "variables": [0]}, {"title": "x", "variables": [1]}])");
   EXPECT_EQ(data.at("panels"), yBeforeX);  // the variable that differs first
   EXPECT_EQ(data.at("view"), json({-199, 201}));
   EXPECT_EQ(data.at("diff").at("compared").at(0).at("first").at("what"), "y");
@@ -141,6 +220,20 @@ struct PanelRow : Row {
   json panels;
 };
 class PlotPanels : public PlotTest, public testing::WithParamInterface<PanelRow> {};
+
+TEST_F(PlotTest, DrawsConstantsWhereOnlyClocksVary) {
+  folder.write("log", continuousHeader({"index", "x"}) + values({0, 5, 1, 5}));
+  EXPECT_EQ(plot("log").at("panels").at(0).at("title"), "x");
+}
+
+TEST_F(PlotTest, TellsThePanelsOfALongArrayApart) {
+  std::vector<std::string> columns;
+  for (int i = 0; i < 9; ++i) columns.push_back("v[" + std::to_string(i) + "]");
+  folder.write("log", continuousHeader(columns) + values({0, 1, 2, 3, 4, 5, 6, 7, 8}));
+  const json panels = plot("log").at("panels");
+  EXPECT_EQ(panels.at(0).at("title"), "v[0] to v[7]");
+  EXPECT_EQ(panels.at(1).at("title"), "v[8]");
+}
 
 TEST_P(PlotPanels, HaveTheseTitlesAndVariables) {
   const std::vector<std::string> columns = {"index",    "a.gyro[0].x", "a.gyro[0].y", "a.gyro[1].x",
@@ -181,7 +274,7 @@ TEST_F(PlotTest, GoesAsFarAsACutLog) {
   const ProgramResult result = run("plot log");
   EXPECT_EQ(result.exitStatus, 3);
   EXPECT_EQ(result.err, "ostrelLog: log: cut short after byte 63\n");
-  EXPECT_EQ(lowest(dataOf(result.out), 0), (Numbers{1, 2}));
+  EXPECT_EQ(numbersOf(dataOf(result.out), 0), (Numbers{1, 2}));
 }
 
 struct RefusalRow : Row {
@@ -215,6 +308,7 @@ const RefusalRow REFUSALS[] = {
     {"SeveralSections", "two", "two: has several sections with samples, choose one with --section"},
     {"SectionOfALegacyLog", "log --section nav", "--section: the log has no sections"},
     {"NoSuchSection", "two --section moon", "two: has no samples to plot in a section moon"},
+    {"NoSuchStep", "log --from 1", "--from, --to: no such step"},
     {"NothingInCommon", "log empty", "log, empty: nothing was compared: no step in common"},
 };
 INSTANTIATE_ROWS(PlotRefusal, REFUSALS);

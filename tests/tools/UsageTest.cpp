@@ -38,6 +38,8 @@ const UsageRow WRONG_USAGES[] = {
     {"WindowThatEndsBeforeItBegins", "cut a -o b --from 2 --to 1", "--from: is higher than --to"},
     {"ToleranceForOneLog", "plot a --tolerance 1",
      "LOG_B: is missing for --tolerance, --by-record or --section A=B"},
+    {"CallsByRecord", "plot a b --by-record --events e",
+     "--events: calls have steps, which --by-record does not show"},
     {"LastStepBeforeTheFirst", "plot a --from 2 --to 1", "--from: is higher than --to"},
     {"ToleranceBelowZero", "diff a b --tolerance=-1e-9", TOLERANCE},
 };

@@ -11,42 +11,45 @@
 
   function unpack(packed) {
     if ('constant' in packed) return new Float64Array(packed.length).fill(packed.constant);
-    return new ARRAYS[packed.type](Uint8Array.from(atob(packed.bytes), c => c.charCodeAt(0)).buffer);
+    const numbers = new ARRAYS[packed.type](Uint8Array.from(atob(packed.bytes), c => c.charCodeAt(0)).buffer);
+    return packed.base ? Float64Array.from(numbers, number => packed.base + number) : numbers;
   }
 
   const rows = {};
   for (const name of Object.keys(data.rows)) rows[name] = unpack(data.rows[name]);
   const count = rows.first.length;
-  // A row of one record has one number, which is its lowest and its highest.
-  const highPlace = new Int32Array(count);
-  for (let row = 0, place = 0; row < count; ++row) highPlace[row] = rows.records[row] > 1 ? place++ : -1;
+  // Rows of one record have their numbers apart from the others, which have a lowest and a highest.
+  const placeOf = new Int32Array(count);
+  for (let row = 0, singles = 0, thinned = 0; row < count; ++row) {
+    placeOf[row] = rows.records[row] > 1 ? thinned++ : singles++;
+  }
 
   /// One value of a variable, unpacked when it is drawn for the first time.
   class Series {
     constructor(packed) { this.packed = packed; }
     unpacked() {
-      this.numbers = this.numbers || {low: unpack(this.packed.low), high: unpack(this.packed.high)};
+      const {single, low, high} = this.packed;
+      this.numbers = this.numbers || {single: unpack(single), low: unpack(low), high: unpack(high)};
       return this.numbers;
     }
-    low(row) { return this.unpacked().low[row]; }
-    high(row) {
-      const {low, high} = this.unpacked();
-      return highPlace[row] < 0 ? low[row] : high[highPlace[row]];
-    }
+    low(row) { return this.unpacked()[rows.records[row] > 1 ? 'low' : 'single'][placeOf[row]]; }
+    high(row) { return this.unpacked()[rows.records[row] > 1 ? 'high' : 'single'][placeOf[row]]; }
     text(row, digits) {
       const low = this.low(row), high = this.high(row);
-      if (low !== high && !Number.isNaN(low)) return `${numberText(low, 6)} to ${numberText(high, 6)}`;
-      return numberText(low, digits, this.packed.low.type !== 'f8');
+      const texts = [numberText(low, 6), numberText(high, 6)];
+      if (rows.records[row] > 1) return texts[0] === texts[1] ? texts[0] : texts.join(' to ');
+      return numberText(low, digits, this.packed.float);
     }
   }
   const variables = data.variables.map(variable => ({...variable, series: variable.series.map(s => new Series(s))}));
 
-  /// The shortest text that gives the same number again, as a 32-bit float where it is one; or six digits.
-  function numberText(number, digits, mayBeFloat) {
+  /// The shortest text that gives the same number again, as a 32-bit float where the variable is one; or so many
+  /// digits.
+  function numberText(number, digits, isFloat) {
     if (Number.isNaN(number)) return 'nan';
     if (!Number.isFinite(number)) return number > 0 ? 'inf' : '-inf';
     if (digits) return shortNumber(number, digits);
-    if (mayBeFloat && Math.fround(number) === number) {
+    if (isFloat) {
       for (let precision = 6; precision < 9; ++precision) {
         const shorter = Number(number.toPrecision(precision));
         if (Math.fround(shorter) === number) return String(shorter);
@@ -75,7 +78,7 @@
     if (view[0] < view[1]) shown = view;
   }
 
-  const hasTime = count > 1 && rows.seconds[count - 1] > 0;
+  const hasTime = count > 1 && rows.seconds[count - 1] > 0 && rows.seconds.every(Number.isFinite);
 
   /// The row that the step is in or behind.
   function rowAt(index) {
@@ -105,9 +108,7 @@
       const lowFirst = !(Math.abs(before[i] - high) < Math.abs(before[i] - low));
       if (second || rows.records[row] === 1) before[i] = lowFirst ? high : low;
       const value = lowFirst === !second ? low : high;
-      if (Number.isFinite(value)) return value;
-      each.hasNoNumbers = true;
-      return NaN;
+      return Math.abs(value) < 1e300 ? value : NaN;
     })]);
   }
 
@@ -163,7 +164,7 @@
 
   function valueLabel(number) {
     // Ticks are sums of steps, so that their last digits are noise: 0.30000000000000004.
-    return shortNumber(number, 10);
+    return shortNumber(number, Math.abs(number) < 1e9 ? 10 : 14);
   }
 
   /// Shades the gaps and draws the lines of the calls and of the first difference, below the curves.
@@ -240,7 +241,7 @@
     }};
 
   /// Draws lines of the points into an element; what is special about the graph comes in `more`.
-  function draw(chart, lines, colourNumbers, more) {
+  function draw(chart, lines, colourNumbers, {labelWidth = 72, ...more}) {
     const labels = ['index', ...colourNumbers.map((number, i) => `series${i}`)];
     const graph = new Dygraph(chart, lines, {
       labels, ...colourOptions(colourNumbers), dateWindow: shown, interactionModel: interaction,
@@ -248,7 +249,7 @@
       axisLabelFontSize: 12, yRangePad: 6,
       series: Object.fromEntries(colourNumbers.map((number, i) => [labels[i + 1], {strokePattern: PATTERNS[i % 8]}])),
       axes: {x: {axisLabelFormatter: timeLabel, axisLabelWidth: 64, pixelsPerLabel: 90},
-        y: {axisLabelFormatter: valueLabel, axisLabelWidth: 72, pixelsPerLabel: 26}},
+        y: {axisLabelFormatter: valueLabel, axisLabelWidth: labelWidth, pixelsPerLabel: 26}},
       highlightCallback: (event, x, selected, place) => tellCursor(place),
       unhighlightCallback: () => tellCursor(-1),
       ...more});
@@ -299,6 +300,18 @@
     panel.graphs.push(graph);
   }
 
+  /// The width of an axis with room for all digits of clocks.
+  function labelWidthOf(series) {
+    let largest = 0;
+    for (const each of series) {
+      for (let row = 0; row < count; ++row) {
+        const number = Math.max(Math.abs(each.low(row)), Math.abs(each.high(row)));
+        if (number > largest && number < 1e20) largest = number;
+      }
+    }
+    return Math.max(72, 16 + 8 * largest.toFixed().length);
+  }
+
   function addPanel(title, chosen, where) {
     const unit = unitsOf(chosen);
     const close = element('button', 'close', '×');
@@ -315,15 +328,15 @@
     if (two) {
       const [a, b, difference] = chosen[0].series;
       // The axis below the difference serves both.
-      addChart(panel, 'both', [a, b], ['A', 'B'], [0, 1], {xAxisHeight: 4});
-      addChart(panel, 'difference', [difference], ['B − A'], [2], {}, 6);
+      const labelWidth = labelWidthOf(chosen[0].series);
+      addChart(panel, 'both', [a, b], ['A', 'B'], [0, 1], {xAxisHeight: 4, labelWidth});
+      addChart(panel, 'difference', [difference], ['B − A'], [2], {labelWidth}, 6);
     } else {
       const series = chosen.map(variable => variable.series[0]);
-      addChart(panel, 'single', series, shortNames(chosen.map(variable => variable.name)), series.map((each, i) => i % 8), {});
+      addChart(panel, 'single', series, shortNames(chosen.map(variable => variable.name)), series.map((each, i) => i % 8),
+        {labelWidth: labelWidthOf(series)});
     }
-    if (chosen.some(variable => variable.series.some(series => series.hasNoNumbers))) {
-      unitText.append(' · where a value is nan or infinite, there is no curve');
-    }
+    if (chosen.some(variable => variable.undrawn)) unitText.append(' · some values are nan, infinite or beyond 1e300, and not drawn');
     close.addEventListener('click', () => {
       separate();
       for (const graph of panel.graphs) {
@@ -336,10 +349,23 @@
     return panel;
   }
 
+  /// Goes to the variable with the field's text as its name, or the only one with it in its name.
+  function search(field) {
+    if (!field.value) return;
+    const names = variables.map(({name}) => name);
+    const found = names.includes(field.value) ? [field.value] : names.filter(name => name.includes(field.value));
+    if (found.length === 1) {
+      goTo(found[0]);
+      field.value = '';
+      return;
+    }
+    field.setCustomValidity(found.length ? `${found.length} variables have this in their names` : 'no such variable');
+    field.reportValidity();
+  }
+
   /// Goes to the panel of a variable, which is made if need be.
   function goTo(name) {
     const variable = variables.find(each => each.name === name);
-    if (!variable) return;
     let panel = [...byId('panels').children].find(each => each.name === name);
     if (!panel) {
       separate();
@@ -415,34 +441,35 @@
 
   function tellVerdict() {
     const records = data.diff.records;
-    if (!first && data.diff.compared.every(each => each.same)) {
+    if (data.diff.answer === 'same') {
       byId('verdict').className = 'same';
       byId('verdict').textContent = 'Nothing differs: ' + data.diff.compared
         .map(each => `${each.pairs} ${records}, ${each.sharedVariables} variables`).join('; ') + '.';
       return;
     }
-    let text = 'Different.';
+    let text = part.same ? 'No difference in what was compared.' : 'Different.';
     if (first) {
       text = `First difference at index ${first.index}: ` + (first.onlyIn ? `a step only in ${first.onlyIn}.`
         : `${first.what} is ${first.a} in A, ${first.b} in B.`);
     }
+    if (!part.same && !part.differences.length) text += ' No variable differs in the steps that both logs have.';
     byId('verdict').textContent = text;
   }
 
   function tellDifferences() {
     const lines = part.differences.map(each => {
-      // An array is found under its first element.
-      const variable = variables.find(({name}) => name === each.name || name.startsWith(`${each.name}[`));
+      // An array is found under the element that differs first.
+      const variable = data.differing.map(i => variables[i]).find(({name}) =>
+        name.startsWith(each.name) && /^(\[\d+\])?$/.test(name.slice(each.name.length)));
       return [variable ? button(each.name, () => goTo(variable.name)) : each.name, String(each.records),
         each.largest === null ? '–' : shortNumber(each.largest, 6),
         button(String(each.firstIndex), () => showAround(each.firstIndex))];
     });
-    byId('side').append(table('What differs', ['Variable', 'Steps', 'Largest', 'From index'], lines));
+    if (lines.length) byId('side').append(table('What differs', ['Variable', 'Steps', 'Largest', 'From index'], lines));
     for (const side of ['a', 'b']) {
       const log = part[side], name = side.toUpperCase();
       if (log.recordsAlone) note(`Steps only in ${name}: ${log.recordsAlone}, from index ${log.firstAlone}.`);
       if (log.variablesAlone.length) note(`Variables only in ${name}: ${log.variablesAlone.join(', ')}.`);
-      if (data.diff[side].sectionsAlone.length) note(`Sections only in ${name}: ${data.diff[side].sectionsAlone.join(', ')}.`);
     }
     data.diff.compared.forEach((each, i) => {
       if (!each.same && i !== data.drawnPart) note(`Section ${each.a.section} differs, too; see it with --section.`);
@@ -471,6 +498,10 @@
       byId('info').textContent = `${line('a')}\n${line('b')}`;
       byId('about').querySelector('summary').textContent = 'About the logs';
       if (!part.same) tellDifferences();
+      for (const side of ['a', 'b']) {
+        const {sectionsAlone} = data.diff[side];
+        if (sectionsAlone.length) note(`Sections only in ${side.toUpperCase()}: ${sectionsAlone.join(', ')}.`);
+      }
     } else {
       byId('info').textContent = data.info;
     }
@@ -497,10 +528,8 @@
       choice.value = name;
       return choice;
     }));
-    byId('search').addEventListener('change', event => {
-      goTo(event.target.value);
-      event.target.value = '';
-    });
+    byId('search').addEventListener('input', event => event.target.setCustomValidity(''));
+    byId('search').addEventListener('change', event => search(event.target));
   }
 
   function drawAll() {

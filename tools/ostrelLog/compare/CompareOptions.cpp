@@ -1,6 +1,7 @@
 #include "ostrelLog/compare/CompareOptions.hpp"
 
 #include <CLI/CLI.hpp>
+#include <cmath>
 #include <string>
 
 #include "ostrelLog/Number.hpp"
@@ -44,6 +45,14 @@ void CompareOptions::addTo(CLI::App& command) {
                   "Take only this section of blackbox logs, or compare section A of the first log with\n"
                   "section B of the second. Otherwise the only ones that have samples, or all by name")
       ->type_name("NAME|A=B");
+}
+
+bool CompareOptions::equal(long double a, long double b) const {
+  // NaN is handled first, because every comparison with NaN is false.
+  if (std::isnan(a) || std::isnan(b)) return std::isnan(a) && std::isnan(b);
+  // Equal infinities are also handled here, since their distance would be NaN.
+  if (a == b) return tolerance.has_value() || std::signbit(a) == std::signbit(b);
+  return tolerance.has_value() && std::fabs(a - b) <= *tolerance;
 }
 
 void CompareOptions::addByRecord(CLI::App& command) {

@@ -21,6 +21,9 @@ struct CompareOptions {
   /// Declares the option `--by-record`, which serves only where one may choose the logs.
   void addByRecord(CLI::App& command);
 
+  /// Whether two values count as the same (SectionComparison.hpp).
+  bool equal(long double a, long double b) const;
+
   Selection selection;
   SectionNames sections;            ///< of blackbox logs; both are unset to pair all sections
   std::optional<double> tolerance;  ///< absolute, not negative; unset compares exactly

@@ -103,7 +103,7 @@ class SectionComparison {
     for (std::size_t i = 0; i < variable.elements; ++i) {
       const long double valueA = a.value(valuesA, i);
       const long double valueB = b.value(valuesB, i);
-      if (equal(valueA, valueB)) continue;
+      if (options.equal(valueA, valueB)) continue;
       if (!firstElement) firstElement = i;
       const long double distance = std::fabs(valueA - valueB);
       // NaN against a number is worse than any distance, and std::max would lose it.
@@ -134,14 +134,6 @@ class SectionComparison {
 
   void setFirst(const std::string& what, const LogPair<std::string>& values) {
     result.first = {logs.a.record.index, what, std::nullopt, values};
-  }
-
-  bool equal(long double a, long double b) const {
-    // NaN is handled first, because every comparison with NaN is false.
-    if (std::isnan(a) || std::isnan(b)) return std::isnan(a) && std::isnan(b);
-    // Equal infinities are also handled here, since their distance would be NaN.
-    if (a == b) return options.tolerance.has_value() || std::signbit(a) == std::signbit(b);
-    return options.tolerance.has_value() && std::fabs(a - b) <= *options.tolerance;
   }
 
   void count(const std::string& name, long double distance) {

@@ -28,6 +28,9 @@ class SampleClock {
   /// The time of a call: that of the sample before which it is made, or of the last one.
   std::uint64_t ofCall(const Record& call) const;
 
+  /// Whether the times are the samples' own.
+  bool usesStamps() const { return stamped; }
+
   /// What the times are, for people.
   std::string text() const;
 

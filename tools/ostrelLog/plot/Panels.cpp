@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <regex>
 
 #include "ostrelLog/Selection.hpp"
@@ -136,6 +137,17 @@ std::vector<Panel> panelsOf(const std::vector<std::string>& names, const std::st
   return {together};
 }
 
+/// Gives panels that have their title in common the names of their first and last variables instead.
+void tellApart(std::vector<Panel>& panels, const std::vector<std::string>& names) {
+  std::map<std::string, int> uses;
+  for (const Panel& panel : panels) ++uses[panel.title];
+  for (Panel& panel : panels) {
+    if (uses[panel.title] == 1) continue;
+    panel.title = names[panel.variables.front()];
+    if (panel.variables.size() > 1) panel.title += " to " + names[panel.variables.back()];
+  }
+}
+
 /// Whether the group is of no interest unless somebody asks for it: clocks and counters only ever rise.
 bool isClock(const Panel& group, const std::vector<std::string>& names) {
   static const std::regex clock("(^|\\.|_)(index|tv_n?sec|timestamp|ts|step_count)$");
@@ -161,15 +173,19 @@ std::vector<Panel> choosePanels(const std::vector<std::string>& names, const std
   for (const std::string& pattern : patterns) {
     for (Panel& panel : panelsOf(names, pattern)) chosen.push_back(std::move(panel));
   }
-  if (!patterns.empty()) return chosen;
+  if (!patterns.empty()) {
+    tellApart(chosen, names);
+    return chosen;
+  }
   std::vector<Panel> groups;
   for (std::size_t i = 0; i < names.size(); ++i) add(groups, groupOf(names[i]), i);
   const auto isStill = [&varies](const Panel& group) {
     return std::none_of(group.variables.begin(), group.variables.end(),
                         [&varies](std::size_t variable) { return varies[variable]; });
   };
-  // A log in which nothing varies, such as one of a single step, has something to show as well.
-  if (!std::all_of(groups.begin(), groups.end(), isStill)) {
+  // A log in which nothing but clocks varies, such as one of a single step, has something to show as well.
+  const auto tellsNothing = [&](const Panel& group) { return isStill(group) || isClock(group, names); };
+  if (!std::all_of(groups.begin(), groups.end(), tellsNothing)) {
     groups.erase(std::remove_if(groups.begin(), groups.end(), isStill), groups.end());
   }
   // Takes out the groups that fit, in their order, until there are enough panels.
@@ -187,6 +203,8 @@ std::vector<Panel> choosePanels(const std::vector<std::string>& names, const std
     take([pattern](const Panel& group) { return group.title == pattern || matches(pattern, group.title); });
   }
   take([&names](const Panel& group) { return !isClock(group, names); });
+  if (chosen.empty()) take([](const Panel&) { return true; });
+  tellApart(chosen, names);
   return chosen;
 }
 

@@ -13,6 +13,7 @@
 #include "ostrelLog/LogCursor.hpp"
 #include "ostrelLog/compare/Comparison.hpp"
 #include "ostrelLog/compare/DiffPlan.hpp"
+#include "ostrelLog/convert/SampleClock.hpp"
 #include "ostrelLog/render/InfoText.hpp"
 #include "ostrelLog/summary/LogSummary.hpp"
 
@@ -28,34 +29,42 @@ constexpr std::size_t MOST_CALLS = 5'000;
 /// Bounds the memory for logs that change their sections all the time.
 constexpr std::size_t MOST_PLANS = 256;
 
+constexpr double NANOSECONDS_A_SECOND = 1e9;
+/// The axis of larger values, with some room on both sides, could not be held by a double.
+constexpr long double LARGEST_DRAWN = 1e300L;
 constexpr double NO_NUMBER = std::numeric_limits<double>::quiet_NaN();
-
-/// The time stamp of the first inertial sample of a step.
-constexpr const char* CLOCK_SECONDS = "inputs.sensors.imu.timestamp[0].tv_sec";
-constexpr const char* CLOCK_NANOSECONDS = "inputs.sensors.imu.timestamp[0].tv_nsec";
 
 /// Turns records, or pairs of records, into rows of values.
 class Sampler {
  public:
-  Sampler(PlotData& plotData, const Selection& selected, const LogPair<LogKind>& logKinds)
-      : data(plotData), selection(selected), kinds(logKinds), reduction(plotData.interest) {}
+  Sampler(PlotData& plotData, const CompareOptions& compareOptions, const LogPair<LogKind>& logKinds)
+      : data(plotData), options(compareOptions), kinds(logKinds), reduction(plotData.interest) {}
+
+  /// With two logs: plots only what differs, the variable or element of the first difference before others.
+  void plotOnly(const SectionDiff& part) {
+    differences = &part.differences;
+    if (part.first && !part.first->onlyIn) positionOf(part.first->what);
+  }
 
   /// Takes in the record of one or of both logs with the same index; null where a log has none.
   void add(const LogPair<const Record*>& records) {
     const Record& record = records.a != nullptr ? *records.a : *records.b;
     for (const Side side : SIDES) {
-      if (records[side] != nullptr) layouts[side] = records[side]->layout;
+      if (records[side] == nullptr) continue;
+      layouts[side] = records[side]->layout;
+      if (!clocks[side]) clocks[side].emplace(std::nullopt, records[side]);
     }
     data.gaps.add(record.index);
     // A step that only one log has tells nothing as long as the other log's variables are unknown.
     if (layouts.a == nullptr || layouts.b == nullptr) return;
-    const RecordPlan& plan = planFor(layouts);
+    const std::vector<Target>& targets = planFor(layouts);
     sample.index = record.index;
     sample.values.assign(data.names.size() * data.valuesOfEach, NO_NUMBER);
-    for (const Target& target : plan.targets) take(target, records);
+    for (const Target& target : targets) take(target, records);
     // The clock is that of A, or of B in a step that A does not have.
-    const Side side = records.a != nullptr ? Side::A : Side::B;
-    sample.seconds = plan.clock.size() == 2 ? secondsOf(plan.clock, side, record) : NO_NUMBER;
+    SampleClock& clock = records.a != nullptr ? *clocks.a : *clocks.b;
+    sample.seconds =
+        clock.usesStamps() ? static_cast<double>(clock.ofSample(record)) / NANOSECONDS_A_SECOND : NO_NUMBER;
     reduction.add(sample);
   }
 
@@ -72,9 +81,6 @@ class Sampler {
   /// After finish(): which of one log's variables vary.
   const std::vector<bool>& varying() const { return reduction.varying(); }
 
-  /// With two logs: only what differs is plotted, by the name of the variable.
-  const std::map<std::string, VariableDifference>* differences = nullptr;
-
  private:
   /// Where an element of a variable goes.
   struct Target {
@@ -83,51 +89,44 @@ class Sampler {
     std::size_t position;  ///< in the list of all variables
   };
 
-  struct RecordPlan {
-    std::vector<Target> targets;
-    std::vector<SharedVariable> clock;
-  };
-
-  static double secondsOf(const std::vector<SharedVariable>& clock, Side side, const Record& record) {
-    long double seconds = 0;
-    for (const SharedVariable& part : clock) {
-      const long double unit = part.name == CLOCK_NANOSECONDS ? 1e-9L : 1.0L;
-      seconds += part.places[side].value(record.values, 0) * unit;
-    }
-    return static_cast<double>(seconds);
-  }
-
   void take(const Target& target, const LogPair<const Record*>& records) {
     const std::size_t first = target.position * data.valuesOfEach;
     LogPair<long double> both{NO_NUMBER, NO_NUMBER};
     for (const Side side : SIDES) {
-      if (records[side] != nullptr) {
-        both[side] = target.variable.places[side].value(records[side]->values, target.element);
-      }
+      if (records[side] == nullptr) continue;
+      both[side] = target.variable.places[side].value(records[side]->values, target.element);
+      if (!(std::fabs(both[side]) < LARGEST_DRAWN)) data.undrawn[target.position] = true;
     }
     sample.values[first] = static_cast<double>(both.a);
     if (data.valuesOfEach == 1) return;
     sample.values[first + 1] = static_cast<double>(both.b);
     sample.values[first + 2] = static_cast<double>(both.b - both.a);
+    const bool isPair = records.a != nullptr && records.b != nullptr;
+    if (!isPair || differs[target.position] || options.equal(both.a, both.b)) return;
+    differs[target.position] = true;
+    data.differing.push_back(target.position);
   }
 
-  const RecordPlan& planFor(const LogPair<const RecordLayout*>& layoutPair) {
+  const std::vector<Target>& planFor(const LogPair<const RecordLayout*>& layoutPair) {
     const std::pair<const RecordLayout*, const RecordLayout*> key(layoutPair.a, layoutPair.b);
     const auto found = plans.find(key);
     if (found != plans.end()) return found->second;
     // Nobody uses a plan for more than one record.
     if (plans.size() == MOST_PLANS) plans.clear();
-    RecordPlan& plan = plans[key];
-    plan.clock = makeDiffPlan(kinds, layoutPair, {{CLOCK_SECONDS, CLOCK_NANOSECONDS}}).shared;
-    for (const SharedVariable& variable : makeDiffPlan(kinds, layoutPair, selection).shared) {
+    std::vector<Target>& targets = plans[key];
+    for (const SharedVariable& variable : makeDiffPlan(kinds, layoutPair, options.selection).shared) {
       if (differences != nullptr && differences->count(variable.name) == 0) continue;
       for (std::size_t i = 0; i < variable.elements; ++i) {
         const auto position =
             positionOf(variable.elements == 1 ? variable.name : elementName(variable.name, i));
-        if (position) plan.targets.push_back({variable, i, *position});
+        if (!position) continue;
+        targets.push_back({variable, i, *position});
+        for (const Side side : SIDES) {
+          if (variable.places[side].shown->type != TLM_VAR_FLOAT) data.floats[*position][side] = false;
+        }
       }
     }
-    return plan;
+    return targets;
   }
 
   /// The position in the list of variables of one with this name, which is added to it; none when the list
@@ -140,15 +139,21 @@ class Sampler {
       return std::nullopt;
     }
     data.names.push_back(name);
+    data.floats.push_back({true, true});
+    data.undrawn.push_back(false);
+    differs.push_back(false);
     return positions[name] = data.names.size() - 1;
   }
 
   PlotData& data;
-  const Selection& selection;
+  const CompareOptions& options;
   const LogPair<LogKind> kinds;
   Reduction reduction;
+  const std::map<std::string, VariableDifference>* differences = nullptr;  ///< of what is plotted, by name
+  std::vector<bool> differs;                               ///< of each variable: in a record so far
+  LogPair<std::optional<SampleClock>> clocks;              ///< made with the first record of each log
   LogPair<const RecordLayout*> layouts{nullptr, nullptr};  ///< of the last record of each log
-  std::map<std::pair<const RecordLayout*, const RecordLayout*>, RecordPlan> plans;
+  std::map<std::pair<const RecordLayout*, const RecordLayout*>, std::vector<Target>> plans;
   std::map<std::string, std::size_t> positions;
   Sample sample{};
   std::uint64_t leftOut = 0;
@@ -189,7 +194,7 @@ class PlotReader {
     const bool haveSections = source->kind == LogKind::BLACKBOX;
     if (options.comparison.sections.a && !haveSections)
       return Fault{"--section", "the log has no sections"};
-    Sampler sampler(data, options.comparison.selection, {source->kind, source->kind});
+    Sampler sampler(data, options.comparison, {source->kind, source->kind});
     std::optional<std::string> section = options.comparison.sections.a;
     bool severalSections = false;
     const LogSummary summary = summarize(*source, [&](const Record& record) {
@@ -211,6 +216,7 @@ class PlotReader {
       return Fault{file, "has no samples to plot" + (section ? " in a section " + *section : "")};
     }
     if (data.names.empty()) return Fault{"--only", "names nothing that the log holds"};
+    if (auto fault = missingView()) return fault;
     noteEnd(file, summary.end);
     data.panels = choosePanels(data.names, sampler.varying(), options.comparison.selection.only);
     return std::nullopt;
@@ -225,35 +231,39 @@ class PlotReader {
     for (const Side side : SIDES) {
       if (diff.ends[side]) noteEnd(diff.files[side], *diff.ends[side]);
     }
+    if (options.comparison.tolerance) {
+      std::ostringstream tolerance;
+      tolerance << "Differences up to " << *options.comparison.tolerance << " count as none (--tolerance)";
+      data.notes.push_back(tolerance.str());
+    }
+    for (const std::string& pattern : options.comparison.selection.only) {
+      data.notes.push_back("Compared is only what the pattern names (--only): " + pattern);
+    }
     const auto part = std::find_if(diff.parts.begin(), diff.parts.end(),
                                    [](const SectionDiff& each) { return !each.same(); });
     if (part == diff.parts.end()) return std::nullopt;
     data.drawnPart = static_cast<std::size_t>(part - diff.parts.begin());
     if (part->first) lookAt(part->first->index);
     if (auto fault = walk(*part)) return fault;
-    for (std::size_t i = 0; i < data.names.size(); ++i) {
-      if (differs(i)) data.panels.push_back({data.names[i], {i}});
+    if (auto fault = missingView()) return fault;
+    for (const std::size_t variable : data.differing) {
+      if (data.panels.size() == PANELS_AT_FIRST) break;
+      data.panels.push_back({data.names[variable], {variable}});
     }
-    const auto firstIndexOf = [&part](const std::string& name) {
-      // An element of an array has no difference of its own.
-      const auto whole = part->differences.find(name);
-      if (whole != part->differences.end()) return whole->second.firstIndex;
-      return part->differences.at(name.substr(0, name.rfind('['))).firstIndex;
-    };
-    std::stable_sort(data.panels.begin(), data.panels.end(), [&](const Panel& x, const Panel& y) {
-      return firstIndexOf(x.title) < firstIndexOf(y.title);
-    });
-    if (data.panels.size() > PANELS_AT_FIRST) data.panels.resize(PANELS_AT_FIRST);
+    if (const std::size_t more = data.differing.size() - data.panels.size(); more > 0) {
+      data.notes.push_back(counted(more, "more variable") +
+                           " or elements of arrays differ: choose them in the table or add them by name");
+    }
     return std::nullopt;
   }
 
-  /// Whether A and B differ anywhere in this variable, which may be an element of an array that differs.
-  bool differs(std::size_t variable) const {
-    return std::any_of(data.rows.begin(), data.rows.end(), [variable](const ReducedRow& row) {
-      const Extent& difference = row.values[3 * variable + 2];
-      // NaN means that one of the two is no number, or that a log lacks the step.
-      return !(difference.low == 0.0 && difference.high == 0.0);
-    });
+  /// The fault of asked steps that are not in the logs.
+  std::optional<Fault> missingView() const {
+    const auto isAsked = [this](const ReducedRow& row) {
+      return row.last >= options.from.value_or(row.last) && row.first <= options.to.value_or(row.first);
+    };
+    if (data.rows.empty() || std::any_of(data.rows.begin(), data.rows.end(), isAsked)) return std::nullopt;
+    return Fault{"--from, --to", "no such step"};
   }
 
   /// Keeps the steps around the first difference, besides those that the options name.
@@ -283,8 +293,8 @@ class PlotReader {
       if (!sources[side]) return Fault{options.files[side], reason};
     }
     const CompareOptions& comparison = options.comparison;
-    Sampler sampler(data, comparison.selection, {sources.a->kind, sources.b->kind});
-    sampler.differences = &part.differences;
+    Sampler sampler(data, comparison, {sources.a->kind, sources.b->kind});
+    sampler.plotOnly(part);
     LogCursor a(*sources.a, comparison.selection, part.sections.a, comparison.byRecord);
     LogCursor b(*sources.b, comparison.selection, part.sections.b, comparison.byRecord);
     while (a.present || b.present) {
@@ -304,7 +314,9 @@ class PlotReader {
     if (!source) return Fault{options.events, reason};
     if (source->kind != LogKind::EVENTS) return Fault{options.events, "is no event log"};
     std::uint64_t leftOut = 0;
+    const Selection chosen = options.comparison.selection.ofCalls(source->layouts());
     for (Record record{}; source->next(record);) {
+      if (!chosen.has(*record.layout)) continue;
       if (data.calls.size() == MOST_CALLS) {
         ++leftOut;
       } else {

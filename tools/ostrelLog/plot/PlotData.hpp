@@ -37,6 +37,11 @@ struct PlotData {
   /// The values of a row, one after the other for each variable: one, or with two logs those of A and B and
   /// the difference B - A.
   std::size_t valuesOfEach = 1;
+  std::vector<LogPair<bool>> floats;  ///< of each variable: its values in A and in B are 32-bit floats
+  std::vector<bool> undrawn;  ///< of each variable: some values can't be drawn: nan, infinite or very large
+  /// With two logs: the variables that differ by the rule of the comparison, in the order in which they do
+  /// so for the first time.
+  std::vector<std::size_t> differing;
   std::vector<ReducedRow> rows;
   std::int64_t outsideWidth = 1;     ///< steps in a row, see Reduction
   std::int64_t insideWidth = 1;      ///< within the ranges of interest

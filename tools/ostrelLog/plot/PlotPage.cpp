@@ -17,6 +17,8 @@ namespace {
 
 using Numbers = std::vector<double>;
 
+constexpr double LARGEST_FLOAT = std::numeric_limits<float>::max();
+
 std::string base64(const std::string& bytes) {
   static constexpr const char* DIGITS = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   std::string text;
@@ -36,9 +38,7 @@ std::string base64(const std::string& bytes) {
 template <class T>
 bool holds(double number) {
   if constexpr (std::is_floating_point_v<T>) {
-    if (!std::isfinite(number)) return true;
-    // Beyond the range of T, the conversion would be undefined.
-    return std::fabs(number) <= std::numeric_limits<T>::max() && static_cast<T>(number) == number;
+    return std::is_same_v<T, double> || fitsFloat(number);
   } else {
     return number >= std::numeric_limits<T>::min() && number <= std::numeric_limits<T>::max() &&
            std::trunc(number) == number && !(number == 0.0 && std::signbit(number));
@@ -58,9 +58,37 @@ bool packAs(const char* type, const Numbers& numbers, Json& packed) {
   return true;
 }
 
+/// As 32-bit floats, which count from the middle of the range: the curve of a clock would otherwise have
+/// steps. What they do not hold exactly moves outwards, up to the last digit of a double: down, or up.
+bool packRounded(const Numbers& numbers, bool down, Json& packed) {
+  double lowest = HUGE_VAL, highest = -HUGE_VAL;
+  for (const double number : numbers) {
+    if (!std::isfinite(number)) continue;
+    lowest = std::min(lowest, number);
+    highest = std::max(highest, number);
+  }
+  const double base = lowest / 2 + highest / 2;
+  if (!(highest - lowest < LARGEST_FLOAT)) return false;
+  Numbers rounded;
+  for (const double number : numbers) {
+    const double distance = number - base;
+    auto nearest = static_cast<float>(distance);
+    if (down ? nearest > distance : nearest < distance) {
+      nearest = std::nextafterf(nearest, down ? -HUGE_VALF : HUGE_VALF);
+    }
+    rounded.push_back(nearest);
+  }
+  packAs<float>("f4", rounded, packed);
+  packed["base"] = base;
+  return true;
+}
+
+/// How numbers may be changed: not at all, or by rounding them down or up.
+enum class Rounding { NONE, DOWN, UP };
+
 /// The numbers in the smallest type that holds all of them exactly, or just the number where they are all
 /// the same.
-Json pack(const Numbers& numbers) {
+Json pack(const Numbers& numbers, Rounding rounding = Rounding::NONE) {
   const auto isFirst = [&numbers](double number) {
     return number == numbers.front() && std::signbit(number) == std::signbit(numbers.front());
   };
@@ -73,18 +101,24 @@ Json pack(const Numbers& numbers) {
       packAs<float>("f4", numbers, packed)) {
     return packed;
   }
+  if (rounding != Rounding::NONE && packRounded(numbers, rounding == Rounding::DOWN, packed)) return packed;
   packAs<double>("f8", numbers, packed);
   return packed;
 }
 
-/// One value of all rows: the lowest, and for rows of several records the highest as well.
-Json seriesJson(const std::vector<ReducedRow>& rows, std::size_t value) {
-  Numbers low, high;
+/// One value of all rows: of those with one record the number itself, of the others the lowest and the
+/// highest.
+Json seriesJson(const std::vector<ReducedRow>& rows, std::size_t value, bool isFloat) {
+  Numbers single, low, high;
   for (const ReducedRow& row : rows) {
-    low.push_back(row.values[value].low);
+    if (row.records == 1) single.push_back(row.values[value].low);
+    if (row.records > 1) low.push_back(row.values[value].low);
     if (row.records > 1) high.push_back(row.values[value].high);
   }
-  return {{"low", pack(low)}, {"high", pack(high)}};
+  return {{"float", isFloat},
+          {"single", pack(single)},
+          {"low", pack(low, Rounding::DOWN)},
+          {"high", pack(high, Rounding::UP)}};
 }
 
 Json rowsJson(const std::vector<ReducedRow>& rows) {
@@ -110,9 +144,13 @@ Json variablesJson(const PlotData& data) {
   for (std::size_t i = 0; i < data.names.size(); ++i) {
     Json series = Json::array();
     for (std::size_t j = 0; j < data.valuesOfEach; ++j) {
-      series.push_back(seriesJson(data.rows, i * data.valuesOfEach + j));
+      const bool isFloat = j == 0 ? data.floats[i].a : j == 1 && data.floats[i].b;
+      series.push_back(seriesJson(data.rows, i * data.valuesOfEach + j, isFloat));
     }
-    list.push_back({{"name", data.names[i]}, {"unit", unitOf(data.names[i])}, {"series", series}});
+    list.push_back({{"name", data.names[i]},
+                    {"unit", unitOf(data.names[i])},
+                    {"undrawn", static_cast<bool>(data.undrawn[i])},
+                    {"series", series}});
   }
   return list;
 }
@@ -134,6 +172,7 @@ Json dataJson(const PlotData& data) {
                  {"view", data.view ? rangeJson(*data.view) : Json(nullptr)},
                  {"smallestGap", data.gaps.smallest},
                  {"drawnPart", data.drawnPart},
+                 {"differing", data.differing},
                  {"diff", diffJson(data)},
                  {"variables", variablesJson(data)}};
   for (const char* list : {"interest", "gaps", "calls", "panels", "incomplete"})

@@ -10,9 +10,13 @@ namespace {
 /// Values that are kept while reading, which bounds the memory: an Extent has 16 bytes.
 constexpr std::size_t VALUES_OUTSIDE = 2'000'000;
 constexpr std::size_t VALUES_INSIDE = 4'000'000;
-/// Values of the page outside of the ranges of interest, most of them with four bytes: together below 3 MB
-/// as text.
-constexpr std::size_t VALUES_IN_PAGE = 400'000;
+/// Of all values in a page. As text they take a third more: together with all else in the page less than
+/// 3 MB, unless the options ask for more steps one by one.
+constexpr std::size_t BYTES_IN_PAGE = 1'800'000;
+/// Of the index, the time and the number of records of a row.
+constexpr std::size_t BYTES_OF_ROW = 20;
+/// So many rows show the shape of a flight, even where the steps one by one leave no room.
+constexpr std::size_t FEWEST_ROWS = 100;
 /// More rows would be narrower than a pixel of any screen, and slow to draw.
 constexpr std::size_t MOST_ROWS = 8'192;
 constexpr std::size_t MOST_GAPS = 1'000;
@@ -39,6 +43,12 @@ void merge(ReducedRow& row, const ReducedRow& other) {
 }
 
 }  // namespace
+
+bool fitsFloat(double number) {
+  if (!std::isfinite(number)) return true;
+  // Beyond the range of float, the conversion would be undefined.
+  return std::fabs(number) <= std::numeric_limits<float>::max() && static_cast<float>(number) == number;
+}
 
 void Extent::add(const Extent& other) {
   // Negated, so that a number takes the place of NaN; a comparison with NaN is always false.
@@ -117,10 +127,12 @@ void Reduction::findVarying() {
     for (const auto& [key, row] : rows->byKey) {
       if (first == nullptr) first = &row;
       varies.resize(std::max(varies.size(), row.values.size()));
+      areFloats.resize(varies.size(), true);
       for (std::size_t i = 0; i < row.values.size(); ++i) {
         // NaN differs from itself, so that a value that is no number counts as one that varies.
         varies[i] = varies[i] || i >= first->values.size() || row.values[i].low != first->values[i].low ||
                     row.values[i].high != row.values[i].low;
+        areFloats[i] = areFloats[i] && fitsFloat(row.values[i].low) && fitsFloat(row.values[i].high);
       }
     }
   }
@@ -128,10 +140,16 @@ void Reduction::findVarying() {
 
 std::vector<ReducedRow> Reduction::finish() {
   findVarying();
-  const auto varying = static_cast<std::size_t>(std::count(varies.begin(), varies.end(), true));
-  // Rows of single records have one number for each value, others two.
-  if (outside.width > 1 || outside.byKey.size() > std::min(most(VALUES_IN_PAGE, varying), 2 * MOST_ROWS)) {
-    outside.shrinkTo(std::min(most(VALUES_IN_PAGE / 2, varying), MOST_ROWS));
+  std::size_t single = BYTES_OF_ROW, thinned = BYTES_OF_ROW;
+  for (std::size_t i = 0; i < varies.size(); ++i) {
+    if (!varies[i]) continue;
+    single += areFloats[i] ? sizeof(float) : sizeof(double);
+    thinned += 2 * sizeof(float);  // the lowest and the highest
+  }
+  const std::size_t taken = inside.byKey.size() * (inside.width > 1 ? thinned : single);
+  const std::size_t left = BYTES_IN_PAGE - std::min(taken, BYTES_IN_PAGE);
+  if (outside.width > 1 || outside.byKey.size() > std::min(left / single, 2 * MOST_ROWS)) {
+    outside.shrinkTo(std::clamp(left / thinned, FEWEST_ROWS, MOST_ROWS));
   }
   std::vector<ReducedRow> rows;
   for (Rows* part : {&outside, &inside}) {

@@ -11,6 +11,9 @@
 
 namespace logtool {
 
+/// Whether a 32-bit float holds the number, or what is no finite number.
+bool fitsFloat(double number);
+
 /// The lowest and the highest of some values; both NaN when none of them is a number.
 struct Extent {
   void add(const Extent& other);
@@ -98,6 +101,7 @@ class Reduction {
   const std::vector<IndexRange> ranges;
   Rows outside, inside;
   std::vector<bool> varies;
+  std::vector<bool> areFloats;  ///< of each value: a 32-bit float holds it in all rows
 };
 
 }  // namespace logtool

@@ -35,10 +35,11 @@ CLI::App* Plot::addTo(CLI::App& program) {
   command->add_option("-o", options.output, "File to write, in place of standard output")
       ->type_name("FILE");
   command->callback([&plot] {
-    if (plot.from && plot.to && *plot.from > *plot.to) {
-      throw CLI::ValidationError("--from: is higher than --to");
-    }
+    if (plot.from && plot.to) checkRange(*plot.from, *plot.to);
     const CompareOptions& comparison = plot.comparison;
+    if (comparison.byRecord && !plot.events.empty()) {
+      throw CLI::ValidationError("--events: calls have steps, which --by-record does not show");
+    }
     if (!plot.files.b.empty()) return;
     if (comparison.tolerance || comparison.byRecord || comparison.sections.a != comparison.sections.b) {
       throw CLI::ValidationError("LOG_B: is missing for --tolerance, --by-record or --section A=B");
@@ -52,7 +53,12 @@ ExitStatus Plot::run() const {
     report({"-o", "is needed, since standard output is a terminal"});
     return ExitStatus::NOT_PLOTTED;
   }
-  const auto result = readPlot(options.plot);
+  const PlotOptions& plot = options.plot;
+  if (const auto fault = refuseOwnInput(options.output, {plot.files.a, plot.files.b, plot.events})) {
+    report(*fault);
+    return ExitStatus::NOT_PLOTTED;
+  }
+  const auto result = readPlot(plot);
   if (const auto* fault = std::get_if<Fault>(&result)) {
     report(*fault);
     return ExitStatus::NOT_PLOTTED;
