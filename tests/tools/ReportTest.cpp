@@ -146,14 +146,34 @@ TEST_F(ReportPageTest, ComparesKeptExportsAsTheRunDid) {
   EXPECT_THAT(readFile(folder.path("report.html")) + comparison, testing::Not(testing::HasSubstr("<b>1")));
 }
 
-TEST_F(ReportPageTest, ComparesTwentyFlightsOfEachBin) {
+TEST_F(ReportPageTest, ComparesTwoHundredFlights) {
   std::string rows;
-  for (int i = 0; i < 21; ++i) rows += kept(std::to_string(i), "a", "b");
-  folder.write("few", rows);
-  const auto data = page("few");
-  EXPECT_TRUE(data["flights"][19].contains("page"));
-  EXPECT_FALSE(data["flights"][20].contains("page"));
+  for (int i = 0; i < 201; ++i) rows += kept(std::to_string(i), "a", "b");
+  folder.write("many", rows);
+  const auto data = page("many");
+  EXPECT_TRUE(data["flights"][199].contains("page"));
+  EXPECT_FALSE(data["flights"][200].contains("page"));
   EXPECT_EQ(data["withoutPage"], 1);
+}
+
+TEST_F(ReportPageTest, FindsKeptExportsBesideTheRows) {
+  folder.makeDirectory("night");
+  for (const char* log : {"a", "b"})
+    folder.write(std::string("night/kept-") + log, readFile(folder.path(log)));
+  folder.write("night/rows", kept("1", "kept-a", "kept-b"));
+  EXPECT_TRUE(page("night/rows")["flights"][0].contains("page"));
+}
+
+TEST_F(ReportPageTest, IsARegularFile) {
+  for (const char* name : {"\"\"", "rows", "/dev/null"})
+    EXPECT_EQ(run(std::string("report rows/1.jsonl --html ") + name).exitStatus, 2);
+}
+
+TEST_F(ReportPageTest, NeverReplacesItsRows) {
+  const std::string rows = readFile(folder.path("rows/2.jsonl"));
+  expectRun("report rows --html rows/2.jsonl",
+            {2, "", "ostrelLog: rows/2.jsonl: is read from, and is not overwritten\n"});
+  EXPECT_EQ(readFile(folder.path("rows/2.jsonl")), rows);
 }
 
 TEST_F(ReportPageTest, ThatCannotBeWrittenLeavesTheOldOne) {

@@ -165,7 +165,7 @@
       note(`The table is cut: ${flightsText(left)} left out, ` + (same === left ? 'all of them the same.'
         : `${number(left - same)} of them not the same; see ostrelLog report --list.`));
     }
-    if (data.withoutPage) note(`${flightsText(data.withoutPage)} with kept exports without a page here: see ostrelLog plot.`);
+    if (data.withoutPage) note(`${flightsText(data.withoutPage)} with kept exports have no page here, behind the first ${number(data.flights.filter(flight => flight.page).length)}: see ostrelLog plot.`);
   }
 
   document.title = byId('title').textContent = data.headline;

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
-#include <map>
 #include <system_error>
 #include <variant>
 
@@ -24,9 +23,8 @@ namespace fs = std::filesystem;
 constexpr std::uint64_t MOST_FLIGHTS = 20'000;
 constexpr std::size_t MOST_BINS = 20;
 constexpr std::size_t MOST_WITHOUT_ROW = 1'000;
-/// A page of an hour takes 3 MB. Each bin gets some, since flights of one bin look alike.
+/// A page of an hour takes up to 3 MB.
 constexpr int MOST_PAGES = 200;
-constexpr int MOST_PAGES_OF_BIN = 20;
 
 /// The value at a place of a row; null when there is none, since rows may be of another version.
 Json valueAt(const Json& row, const std::string& place) {
@@ -47,6 +45,15 @@ CompareOptions comparisonOf(const Json& row) {
     if (section.is_string()) comparison.sections[side] = section.get<std::string>();
   }
   return comparison;
+}
+
+/// Where a kept export is: its path is relative to the folder in which the run was started, which may be
+/// that of the rows.
+std::string placeOf(const std::string& kept, const std::string& rowFile) {
+  std::error_code unknown;
+  if (fs::exists(kept, unknown)) return kept;
+  const fs::path beside = fs::path(rowFile).parent_path() / kept;
+  return fs::exists(beside, unknown) ? beside.string() : kept;
 }
 
 class FleetPage {
@@ -90,15 +97,15 @@ class FleetPage {
 
   template <class Condition>
   void addFlights(Condition isWanted) {
-    rows.forEach([&](const std::string& line, const std::string&) {
+    rows.forEach([&](const std::string& line, const RowFiles::Place& place) {
       const auto facts = FlightRow::parse(line);
       if (fault || !facts || !isWanted(*facts) || fleet.flightsOf(facts->verdict) == 0) return;
       if (listed == MOST_FLIGHTS) return;
-      page.add((listed++ == 0 ? "" : ",") + pageData(flightJson(Json::parse(line), *facts)));
+      page.add((listed++ == 0 ? "" : ",") + pageData(flightJson(Json::parse(line), *facts, place.file)));
     });
   }
 
-  Json flightJson(const Json& row, const FlightRow& facts) {
+  Json flightJson(const Json& row, const FlightRow& facts, const std::string& rowFile) {
     Json flight = {{"flight", facts.flight}, {"verdict", facts.verdict}, {"seconds", facts.seconds}};
     // Most flights have none of these, and the page is smaller without.
     const auto put = [&flight](const char* name, const Json& value) {
@@ -115,19 +122,19 @@ class FleetPage {
     put("differ", valueAt(row, "/differ/steps"));
     put("steps", valueAt(row, "/a/steps"));
     put("steps", valueAt(row, "/compared/steps"));
-    if (facts.verdict == "changed") addComparison(row, facts, flight);
+    if (facts.verdict == "changed") addComparison(row, facts, rowFile, flight);
     return flight;
   }
 
   /// Makes the page of a changed flight whose exports were kept.
-  void addComparison(const Json& row, const FlightRow& facts, Json& flight) {
+  void addComparison(const Json& row, const FlightRow& facts, const std::string& rowFile, Json& flight) {
     PlotOptions plot;
     for (const Side side : SIDES) {
       const Json kept = valueAt(row, std::string("/kept/") + keyOf(side));
       if (!kept.is_string()) return;
-      plot.files[side] = kept;
+      plot.files[side] = placeOf(kept, rowFile);
     }
-    if (pagesMade == MOST_PAGES || pagesOfBin[facts.what()] == MOST_PAGES_OF_BIN) {
+    if (pagesMade == MOST_PAGES) {
       ++withoutPage;
       return;
     }
@@ -140,7 +147,6 @@ class FleetPage {
       return;
     }
     ++pagesMade;
-    ++pagesOfBin[facts.what()];
     Digest name;
     name.add(valueAt(row, "/key").dump());
     flight["page"] = name.hex() + ".html";
@@ -161,9 +167,8 @@ class FleetPage {
   const RowFiles& rows;
   std::uint64_t listed = 0;
   int pagesMade = 0;
-  std::map<std::string, int> pagesOfBin;  // by what the flights have in common
-  std::uint64_t withoutPage = 0;          // flights whose exports were kept, behind the limits
-  std::optional<Fault> fault;             // of a flight's page
+  std::uint64_t withoutPage = 0;  // flights whose exports were kept, behind the limits
+  std::optional<Fault> fault;     // of a flight's page
 };
 
 }  // namespace

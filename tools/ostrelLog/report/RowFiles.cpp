@@ -120,7 +120,7 @@ RowFiles::RowFiles(const std::vector<std::string>& paths, const std::function<vo
       file.bytes += reader.bytes;
       const std::string key = keyOf(reader.line());
       if (!key.empty()) keys.emplace_back(std::hash<std::string>()(key), total);
-      if (key.empty()) fault({file.path + ", line " + std::to_string(number), "no row"});
+      if (key.empty()) fault({Place{file.path, number}.text(), "no row"});
     }
     if (reader.in.bad()) fault({file.path, errorText(-EIO)});
   }
@@ -133,15 +133,20 @@ RowFiles::RowFiles(const std::vector<std::string>& paths, const std::function<vo
   }
 }
 
-void RowFiles::forEach(
-    const std::function<void(const std::string& line, const std::string& place)>& take) const {
+std::vector<std::string> RowFiles::paths() const {
+  std::vector<std::string> all;
+  for (const File& file : files) all.push_back(file.path);
+  return all;
+}
+
+void RowFiles::forEach(const std::function<void(const std::string& line, const Place& place)>& take) const {
   std::uint64_t total = 0;
   for (const File& file : files) {
     LineReader reader(file.path);
     std::uint64_t bytes = 0;
     for (std::uint64_t number = 1; bytes < file.bytes && reader.next(); ++number, ++total) {
       bytes += reader.bytes;
-      if (counts[total]) take(reader.line(), file.path + ", line " + std::to_string(number));
+      if (counts[total]) take(reader.line(), {file.path, number});
     }
   }
 }

@@ -21,8 +21,20 @@ class RowFiles {
   /// killed, and no fault.
   RowFiles(const std::vector<std::string>& paths, const std::function<void(const Fault&)>& fault);
 
-  /// Hands over each row that counts, as the text of its line, with the place for a fault to name.
-  void forEach(const std::function<void(const std::string& line, const std::string& place)>& take) const;
+  /// The files that are read, those of folders too.
+  std::vector<std::string> paths() const;
+
+  /// Where a row is.
+  struct Place {
+    /// For a fault to name.
+    std::string text() const { return file + ", line " + std::to_string(line); }
+
+    std::string file;
+    std::uint64_t line;
+  };
+
+  /// Hands over each row that counts, as the text of its line.
+  void forEach(const std::function<void(const std::string& line, const Place& place)>& take) const;
 
  private:
   struct File {

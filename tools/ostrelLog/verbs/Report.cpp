@@ -3,8 +3,10 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <system_error>
 
 #include "logfile/ErrorText.hpp"
 #include "ostrelLog/Output.hpp"
@@ -15,6 +17,16 @@
 namespace logtool {
 
 namespace {
+
+/// What is wrong with the name of a page; empty when nothing is. A folder is made beside the page.
+std::string pageFault(const std::string& path) {
+  std::error_code isNone;
+  const auto type = std::filesystem::status(path, isNone).type();
+  if (path.empty()) return "must name a file";
+  if (type == std::filesystem::file_type::regular || type == std::filesystem::file_type::not_found)
+    return "";
+  return "is no regular file";
+}
 
 /// Reports the first faults in full and the others by their number: a file of another kind has a fault on
 /// every line.
@@ -81,18 +93,25 @@ CLI::App* Report::addTo(CLI::App& program) {
           "--html", options.html,
           "Also write a page for a browser, with all flights in a table, and in NAME.flights beside\n"
           "NAME.html pages that compare the kept exports of changed flights")
-      ->option_text("FILE");
+      ->option_text("FILE")
+      ->check(CLI::Validator(pageFault, ""));
   return command;
 }
 
 ExitStatus Report::run() const {
   FaultCounter faults;
   const RowFiles rows(options.rows, std::ref(faults));
+  std::vector<std::string> inputs = rows.paths();
+  inputs.push_back(options.expect);
+  if (const auto fault = refuseOwnInput(options.html, inputs)) {
+    report(*fault);
+    return ExitStatus::TROUBLE;
+  }
   FleetSummary fleet;
   NameSet names;
-  rows.forEach([&](const std::string& line, const std::string& place) {
+  rows.forEach([&](const std::string& line, const RowFiles::Place& place) {
     const auto row = FlightRow::parse(line);
-    if (!row || !fleet.add(*row)) return faults({place, "no row"});
+    if (!row || !fleet.add(*row)) return faults({place.text(), "no row"});
     if (!options.expect.empty()) names.add(row->flight);
     if (row->verdict == options.list) std::cout << row->flight << "\n";
   });
