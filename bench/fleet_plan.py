@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Simulates a fleet run of `ostrelLog regress` on more machines than one has: how long it takes, and what limits it.
 
-Every input stands in INPUTS, with where its figure comes from. Give other values as NAME=VALUE on the command line.
+Every input stands in INPUTS, with where its figure comes from. Give other values as NAME=VALUE on the command line, and
+nodes=N,N... for other numbers of nodes.
 Shards are handed out one after the other; a node works on one shard at a time with all its cores, and starts the next
 one when it is done. All nodes read their flights from one shared file system.
 """
@@ -75,13 +76,14 @@ def simulate(nodes, given, seed=1):
 
 def main():
     given = dict(argument.split("=", 1) for argument in sys.argv[1:])
+    counts = [int(count) for count in given.pop("nodes", "1,10,100,1000").split(",")]
     unknown = set(given) - set(INPUTS)
     if unknown:
         sys.exit("fleet_plan.py: no such input: " + ", ".join(sorted(unknown)))
     for name, (_, unit, source) in INPUTS.items():
         print(f"{name:16} {value(name, given):>14g} {unit:12} {source}")
     print(f"\n{'nodes':>6} {'hours':>8}  {'limit':12} {'shards':>7} {'read GB/s':>10} {'failures':>9} {'node hours':>11}")
-    for nodes in (1, 10, 100, 1000):
+    for nodes in counts:
         run = simulate(nodes, given)
         print(f"{nodes:6} {run['hours']:8.4g}  {run['limit']:12} {run['shards']:7} {run['read'] / 1e9:10.2f} "
               f"{run['lost']:9} {run['hours'] * nodes:11.0f}")

@@ -68,6 +68,8 @@ slurm_node_start() { slurmd -f "$SLURM_CONF" -N "$1"; }
 slurm_node_kill() { kill -9 "$(cat "$slurm_dir/slurmd-$1.pid")"; }
 
 slurm_stop() {
+  # Another configuration is that of a cluster which is none of ours.
+  [ "${SLURM_CONF:-}" = "$slurm_dir/slurm.conf" ] || return 0
   scancel --full --quiet --user root 2>/dev/null
   local pid
   for pid in "$slurm_dir"/slurmd-*.pid "$slurm_dir/slurmctld.pid" "$slurm_dir/munge/pid"; do

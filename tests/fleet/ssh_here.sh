@@ -12,7 +12,8 @@ ssh_start() {
   for host; do
     port=$((port + 1))
     ssh-keygen -q -t ed25519 -N '' -f "$ssh_dir/$host.key"
-    printf '%s\n' "Port $port" "ListenAddress 127.0.0.1" "HostKey $ssh_dir/$host.key" "PidFile none" \
+    # A bash that is no outermost one reads no startup files of the user, which may do anything.
+    printf '%s\n' "SetEnv SHLVL=1" "Port $port" "ListenAddress 127.0.0.1" "HostKey $ssh_dir/$host.key" "PidFile none" \
       "AuthorizedKeysFile $ssh_dir/user.pub" "StrictModes no" "UsePAM no" "PermitRootLogin yes" >"$ssh_dir/$host.conf"
     printf '%s\n' "Host $host" "HostName 127.0.0.1" "Port $port" "User $(id -un)" >>"$config"
     # In a process namespace of its own, so that a host can go down with everything that runs on it.
