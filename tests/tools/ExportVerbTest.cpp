@@ -202,11 +202,11 @@ const FaultRow FAULTS[] = {
     {"FullDiskOfCsv", "samples --format csv -o full", FULL},
     {"FullDiskOfMcap", "samples --format mcap -o full", FULL},
     {"McapWithoutAFile", "samples --format mcap", "-o: needed for mcap" + HELP, 2},
-    {"OtherFormat", "samples --format xml -o old", "--format: must be csv or mcap" + HELP, 2},
+    {"OtherFormat", "samples --format xml -o old", "--format: xml not in {csv,mcap}" + HELP, 2},
     {"RateOfCsv", "samples --rate 5" + CSV, "--events, --rate, --compression: only for mcap" + HELP, 2},
     {"RateTooLow", "samples --rate 0.0009" + MCAP, RATE, 2},
     {"RateTooHigh", "samples --rate 1000000.1" + MCAP, RATE, 2},
-    {"OtherCompression", "samples --compression lz4" + MCAP, "--compression: must be none or zstd" + HELP,
+    {"OtherCompression", "samples --compression lz4" + MCAP, "--compression: lz4 not in {none,zstd}" + HELP,
      2},
 };
 INSTANTIATE_ROWS(ExportFault, FAULTS);

@@ -27,10 +27,7 @@ std::string withLiteralIndices(const std::string& pattern) {
 }  // namespace
 
 void Selection::addTo(CLI::App& command) {
-  command
-      .add_option("--only", only,
-                  "Take only what this shell pattern names, such as 'inputs.*'; may be repeated.\n"
-                  "Calls are named API and API.ARGUMENT, elements of an array NAME[INDEX]")
+  command.add_option("--only", only, "Take only what this shell pattern matches; may be repeated")
       ->type_name("PATTERN")
       // One pattern each time: a list would swallow the log files that follow the option.
       ->allow_extra_args(false);

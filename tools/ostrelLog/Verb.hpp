@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "ostrelLog/ExitStatus.hpp"
 
 namespace CLI {
@@ -9,7 +11,7 @@ class App;
 namespace logtool {
 
 /// One verb of the program, such as `ostrelLog info`. A verb owns the values of its options, so it must
-/// outlive the parsing of the command line. Verbs know nothing of each other; `main` lists them all.
+/// outlive the parsing of the command line. Verbs know nothing of each other; `CommandLine` lists them all.
 class Verb {
  public:
   Verb() = default;
@@ -28,6 +30,10 @@ class Verb {
 
   /// The status for an exception that leaves run(), such as the lack of memory.
   virtual ExitStatus failure() const = 0;
+
+ protected:
+  /// Ends the help text of a verb: what its exit statuses mean, and a whole command as an example.
+  static void endHelp(CLI::App& command, const std::string& statuses, const std::string& example);
 };
 
 }  // namespace logtool

@@ -42,8 +42,7 @@ void CompareOptions::addTo(CLI::App& command) {
   };
   command
       .add_option("--section", takeSections,
-                  "Take only this section of blackbox logs, or compare section A of the first log with\n"
-                  "section B of the second. Otherwise the only ones that have samples, or all by name")
+                  "Only this section of blackbox logs, or A of the first log with B of the second")
       ->type_name("NAME|A=B");
 }
 
@@ -56,9 +55,7 @@ bool CompareOptions::equal(long double a, long double b) const {
 }
 
 void CompareOptions::addByRecord(CLI::App& command) {
-  command.add_flag("--by-record", byRecord,
-                   "Line records up by their number instead of their index. A log whose index\n"
-                   "has gaps and the log of its replay need this");
+  command.add_flag("--by-record", byRecord, "Pair records by their number instead of their index");
 }
 
 }  // namespace logtool

@@ -12,9 +12,10 @@ namespace logtool {
 CLI::App* Check::addTo(CLI::App& program) {
   CLI::App* command = program.add_subcommand(
       "check",
-      "Say whether two logs will replay with the flight-control library, and what would be lost: what\n"
-      "does not bind, gaps, calls that are not made, cut or damaged ends. Nothing is replayed.\n"
-      "Exit status: 0 nothing will be lost, 3 something will, 1 the replay can't run.");
+      "Say whether two logs will replay with the flight-control library, and what would be lost: what "
+      "does not bind, gaps, calls that are not made, cut or damaged ends. Nothing is replayed.");
+  endHelp(*command, "0 nothing will be lost, 3 something will, 1 the replay can't run, 2 wrong usage.",
+          "ostrelLog check flight.cont flight.events");
   CheckOptions& check = options.check;
   const CLI::Validator named(
       [](const std::string& text) { return text.empty() ? "must not be empty" : ""; }, "");

@@ -10,9 +10,11 @@ namespace logtool {
 CLI::App* Cut::addTo(CLI::App& program) {
   CLI::App* command = program.add_subcommand(
       "cut",
-      "Write the records of some steps of a log of any kind as a whole log of the same kind. Cut the two\n"
-      "logs of a flight with the same steps.\n"
-      "Exit status: 0 written, 3 written from a cut or damaged log, 1 no such step or not writable.");
+      "Write the records of some steps of a log of any kind as a whole log of the same kind. Cut the two "
+      "logs of a flight with the same steps.");
+  endHelp(*command,
+          "0 written, 3 written from a cut or damaged log, 1 no such step or not writable, 2 wrong usage.",
+          "ostrelLog cut flight.cont -o part.cont --from 400 --to 799");
   addFiles(*command);
   // No default is shown: the limits of a window without any are no steps that anyone could mean.
   addNumber(*command, "--from", options.window.from, "First step to keep")

@@ -17,11 +17,15 @@ constexpr double HIGHEST_RATE = 1e6;
 CLI::App* Export::addTo(CLI::App& program) {
   CLI::App* command = program.add_subcommand(
       "export",
-      "Write a log of any kind as comma-separated values, or for flight and robot viewers (MCAP).\n"
-      "Of a log that is cut or damaged, the good part is exported.\n"
-      "Exit status: 0 exported, 3 a log is cut or damaged, 1 not exported.");
+      "Write a log of any kind as comma-separated values, or for flight and robot viewers (MCAP). "
+      "Of a log that is cut or damaged, the good part is exported.");
+  endHelp(*command, "0 exported, 3 a log is cut or damaged, 1 not exported, 2 wrong usage.",
+          "ostrelLog export flight.cont --format csv --only 'inputs.*' -o flight.csv");
   command->add_option("LOG", options.log, "Legacy continuous, legacy event or blackbox log")->required();
-  command->add_option("--format", format, "csv or mcap")->required()->type_name("FORMAT");
+  command->add_option("--format", format, "csv or mcap")
+      ->required()
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember({"csv", "mcap"}));
   command->add_option("-o", options.output, "File to write; mcap needs it, csv goes to standard output")
       ->type_name("FILE");
   command->add_option("--events", options.events, "Event log whose calls go with the samples (mcap)")
@@ -34,17 +38,18 @@ CLI::App* Export::addTo(CLI::App& program) {
   addNumber(*command, "--from", options.from, "First index")->type_name("INDEX")->default_str("");
   addNumber(*command, "--to", options.to, "Last index")->type_name("INDEX")->default_str("");
   addNumber(*command, "--rate", options.rate,
-            "Steps a second: times are then made of the index (mcap). Otherwise the samples'\n"
+            "Steps a second: times are then made of the index (mcap). Otherwise the samples' "
             "own stamps count, or 200 steps a second where a log has none")
       ->type_name("HZ");
-  command->add_option("--compression", compression, "none or zstd, the default (mcap)")->type_name("NAME");
+  command->add_option("--compression", compression, "none or zstd, the default (mcap)")
+      ->type_name("NAME")
+      ->check(CLI::IsMember({"none", "zstd"}));
   // In the callback, as most of these checks need the format too.
   command->callback([this] { checkOptions(); });
   return command;
 }
 
 void Export::checkOptions() {
-  if (format != "csv" && format != "mcap") throw CLI::ValidationError("--format: must be csv or mcap");
   if (format == "mcap") {
     options.format = ExportOptions::MCAP;
     if (!options.output) throw CLI::ValidationError("-o: needed for mcap");
@@ -54,9 +59,6 @@ void Export::checkOptions() {
   checkRange(options.from, options.to);
   if (options.rate && !(*options.rate >= LOWEST_RATE && *options.rate <= HIGHEST_RATE)) {  // NaN fails too
     throw CLI::ValidationError("--rate: must be from 0.001 to 1000000");
-  }
-  if (!compression.empty() && compression != "none" && compression != "zstd") {
-    throw CLI::ValidationError("--compression: must be none or zstd");
   }
   options.compress = compression != "none";
 }

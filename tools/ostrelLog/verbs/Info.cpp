@@ -51,10 +51,12 @@ void reportUnreadable(const Inspection& file) {
 CLI::App* Info::addTo(CLI::App& program) {
   CLI::App* command = program.add_subcommand(
       "info",
-      "Say what logs of any kind are: variant, columns, sections or APIs, records, step indices and\n"
-      "their gaps, and whether the end is whole or cut, and where.\n"
-      "Exit status: 0 all whole, 3 one is cut or damaged or its end is not told, 1 one can't be read\n"
-      "or is no log.");
+      "Say what logs of any kind are: variant, columns, sections or APIs, records, step indices and "
+      "their gaps, and whether the end is whole or cut, and where.");
+  endHelp(*command,
+          "0 all whole, 3 one is cut or damaged or its end is not told, 1 one can't be read or is no log, "
+          "2 wrong usage.",
+          "ostrelLog info --columns flight.cont");
   command->add_option("FILE", options.files, "Legacy continuous, legacy event and blackbox logs")
       ->required();
   command->add_flag("--json", options.json, "Print an array with one object per file, for programs");

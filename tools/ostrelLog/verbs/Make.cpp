@@ -24,10 +24,11 @@ std::string seedFault(const std::string& text) {
 CLI::App* Make::addTo(CLI::App& program) {
   CLI::App* command = program.add_subcommand(
       "make",
-      "Simulate a flight (take-off, a square, landing) and write it as a pair of legacy logs:\n"
-      "NAME.cont with the samples of all sensors, NAME.events with the API calls.\n"
-      "The same options give the same bytes on every machine.\n"
-      "Exit status: 0 written, 1 a file could not be written.");
+      "Simulate a flight (take-off, a square, landing) and write it as a pair of legacy logs: "
+      "NAME.cont with the samples of all sensors, NAME.events with the API calls. "
+      "The same options give the same bytes on every machine.");
+  endHelp(*command, "0 written, 1 a file could not be written, 2 wrong usage.",
+          "ostrelLog make flight --seconds 30 --variant quad-x");
   command->add_option("NAME", options.name, "Path of the two logs, without their endings")->required();
   addNumber(*command, "--seconds", options.seconds, "Duration of the flight, up to 360000")->type_name("S");
   addNumber(*command, "--rate", options.rate, "Control steps a second, 1 to 10000")->type_name("HZ");

@@ -29,10 +29,11 @@ ExitStatus troubled(const Fault& fault) {
 
 CLI::App* Regress::addTo(CLI::App& program) {
   CLI::App* command = program.add_subcommand(
-      "regress",
-      "Replay many flights with two sets of libraries, and say which come out differently.\n"
-      "Exit status: 0 all the same, 1 any other verdict, 2 trouble, such as libraries that no replay\n"
-      "loads, no flight, or a full disk.");
+      "regress", "Replay many flights with two sets of libraries, and say which come out differently.");
+  endHelp(*command,
+          "0 all the same, 1 any other verdict, 2 trouble, such as libraries that no replay loads, no "
+          "flight, a full disk, or wrong usage.",
+          "ostrelLog regress --a before --b after --rows night.jsonl flights");
   addInputs(*command);
   addReplays(*command);
   options.comparison.addTo(*command);
@@ -46,20 +47,14 @@ void Regress::addInputs(CLI::App& command) {
   command.add_option("--list", options.list, "File with one FLIGHT a line; - for standard input")
       ->type_name("FILE");
   command.add_option("--a", options.folders.a, "Folder of the libraries A")->type_name("DIR");
-  command
-      .add_option("--b", options.folders.b,
-                  "Folder of the libraries B; without it A is compared with itself")
+  command.add_option("--b", options.folders.b, "Folder of the libraries B; otherwise A against itself")
       ->type_name("DIR");
-  command
-      .add_option("--rows", options.rows,
-                  "Append a row for each flight; flights that have one are not replayed")
+  command.add_option("--rows", options.rows, "Append rows; flights that have one are not replayed")
       ->type_name("FILE");
   command.add_option("--baseline", options.baseline, "Rows of an earlier run, which spare replays of A")
       ->type_name("FILE");
   command.add_option("--shard", shard, "Take only part I of N of the flights, I from 1")->type_name("I/N");
-  command
-      .add_option("--keep", options.keep,
-                  "Keep the exports of the first 20 changed flights for each first variable")
+  command.add_option("--keep", options.keep, "Keep the exports of up to 20 flights of each difference")
       ->type_name("DIR");
   command.add_flag("--keep-all", options.keepAll, "With --keep: keep those of all changed flights");
 }
@@ -68,10 +63,12 @@ void Regress::addReplays(CLI::App& command) {
   addNumber(command, "-j,--jobs", options.jobs, "Flights at the same time")->type_name("K");
   addNumber(command, "--timeout", options.timeout, "Seconds after which a replay is killed")
       ->type_name("S");
-  command.add_option("--pace", options.pace, "What a replay does between two steps")
+  command.add_option("--pace", options.pace, "Between two steps of a replay: sleep or yield")
+      ->type_name("PACE")
       ->check(CLI::IsMember({"sleep", "yield"}))
       ->capture_default_str();
-  command.add_option("--isolate", options.isolate, "Give each replay a /dev/shm of its own")
+  command.add_option("--isolate", options.isolate, "A /dev/shm for each replay: auto, require or off")
+      ->type_name("HOW")
       ->check(CLI::IsMember({"auto", "require", "off"}))
       ->capture_default_str();
   command.add_option("--replay", options.replay, "ostrelReplay; otherwise the one beside this program")

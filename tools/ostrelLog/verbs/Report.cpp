@@ -70,30 +70,29 @@ std::vector<std::string> namesOutside(std::istream& list, const NameSet& names) 
 CLI::App* Report::addTo(CLI::App& program) {
   CLI::App* command = program.add_subcommand(
       "report",
-      "Say what the rows of `regress` mean together: the verdicts, flights with the same first\n"
-      "difference or failure counted together, the flights to look at first, the slowest. Of several\n"
-      "rows with one key the last counts.\n"
-      "Exit status: 0 all flights are the same, 1 at least one is not or has no row, 2 trouble: rows\n"
-      "that can't be read, or none at all.");
+      "Say what the rows of `regress` mean together: the verdicts, flights with the same first "
+      "difference or failure counted together, the flights to look at first, the slowest. Of several "
+      "rows with one key the last counts.");
+  endHelp(*command,
+          "0 all flights are the same, 1 at least one is not or has no row, 2 trouble: rows that can't be "
+          "read, none at all, or wrong usage.",
+          "ostrelLog report night.jsonl");
   command->add_option("ROWS", options.rows, "Files of rows, and folders of files that end in .jsonl")
       ->required();
   command
       ->add_option("--expect", options.expect,
                    "File with the names of all flights, one a line: name those without a row")
-      ->option_text("LIST");
+      ->type_name("FILE");
   std::vector<std::string> verdicts(FleetSummary::verdicts().begin(), FleetSummary::verdicts().end());
   CLI::Option* list = command
                           ->add_option("--list", options.list,
                                        "Print only the names of the flights with this verdict, one a line")
-                          ->option_text("VERDICT")
+                          ->type_name("VERDICT")
                           ->check(CLI::IsMember(verdicts));
   command->add_flag("--json", options.json, "Print one object, for programs")->excludes(list);
   command
-      ->add_option(
-          "--html", options.html,
-          "Also write a page for a browser, with all flights in a table, and in NAME.flights beside\n"
-          "NAME.html pages that compare the kept exports of changed flights")
-      ->option_text("FILE")
+      ->add_option("--html", options.html, "Also write a page for a browser, and pages of changed flights")
+      ->type_name("FILE")
       ->check(CLI::Validator(pageFault, ""));
   return command;
 }
