@@ -44,12 +44,12 @@ build_preset() {
   attempt "The compiler's messages are above." cmake --build --preset "$1"
 }
 
-BUILD_PACKAGES=(g++ cmake ninja-build libdeflate-dev libzstd-dev libxxhash-dev libcli11-dev nlohmann-json3-dev libjs-dygraphs)
-TEST_PACKAGES=(zlib1g-dev libgtest-dev libgmock-dev libboost-filesystem-dev python3)
+BUILD_PACKAGES=(g++ cmake ninja-build libdeflate-dev libzstd-dev libxxhash-dev libcli11-dev nlohmann-json3-dev libjs-dygraphs scdoc)
+TEST_PACKAGES=(zlib1g-dev libgtest-dev libgmock-dev libboost-filesystem-dev python3 bash-completion)
 FLEET_PACKAGES=(parallel openssh-server openssh-client slurm-wlm munge procps)
 # Only for what opens the pages of ostrelLog: scripts/screenshots and the tests with the label "all".
 BROWSER_PACKAGES=(chromium chromium-driver python3-selenium)
 # Only for the tests with the label "all" that read exported logs, besides npm.
 READER_PACKAGES=(python3-pandas)
-# Only for scripts/package, and for the tests of the packages with the label "all".
-PACKAGE_PACKAGES=(dpkg-dev lintian mmdebstrap)
+# Only for scripts/package, and for the tests of the packages and completions with the label "all".
+PACKAGE_PACKAGES=(dpkg-dev lintian mmdebstrap zsh fish)
