@@ -46,6 +46,20 @@ void reportUnreadable(const Inspection& file) {
   if (summary.end.state == LogEnd::UNREADABLE) report({summary.file, summary.end.text()});
 }
 
+/// Prints what `--only` can name, as far as the log tells it in front of its first record and with it:
+/// whoever waits for a completion can't wait for the end of a long log.
+void printNames(LogSource& log) {
+  Record first;
+  log.next(first);
+  for (const auto& layout : log.layouts()) {
+    const bool isCall = log.kind == LogKind::EVENTS;
+    if (isCall) std::cout << printable(layout->name) << "\n";
+    for (const LogVariable& variable : layout->variables) {
+      std::cout << printable(isCall ? layout->name + "." + variable.name : variable.name) << "\n";
+    }
+  }
+}
+
 }  // namespace
 
 CLI::App* Info::addTo(CLI::App& program) {
@@ -61,10 +75,18 @@ CLI::App* Info::addTo(CLI::App& program) {
       ->required();
   command->add_flag("--json", options.json, "Print an array with one object per file, for programs");
   command->add_flag("--columns", options.columns, "Name every column or variable with its type");
+  command->add_flag("--names", options.names)->group("");  // not in the help
   return command;
 }
 
 ExitStatus Info::run() const {
+  if (options.names) {
+    std::string reason;
+    for (const std::string& file : options.files) {
+      if (const std::unique_ptr<LogSource> log = openLog(file, reason)) printNames(*log);
+    }
+    return finishOutput() ? ExitStatus::WHOLE : ExitStatus::UNREADABLE;
+  }
   ExitStatus status = ExitStatus::WHOLE;
   std::vector<Inspection> inspected;
   for (const std::string& file : options.files) {

@@ -14,6 +14,7 @@ class Info final : public Verb {
     std::vector<std::string> files;
     bool json = false;     ///< an array with one object per file, for programs
     bool columns = false;  ///< the text names every variable too; the JSON always does
+    bool names = false;    ///< prints only what --only can name, for the completions of the shells
   };
 
   CLI::App* addTo(CLI::App& program) override;
