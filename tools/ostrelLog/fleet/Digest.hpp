@@ -24,7 +24,7 @@ class Digest {
 
  private:
   struct Free {
-    void operator()(XXH3_state_t* state) const { XXH3_freeState(state); }
+    void operator()(XXH3_state_t* unneeded) const { XXH3_freeState(unneeded); }
   };
   std::unique_ptr<XXH3_state_t, Free> state;
 };
