@@ -11,13 +11,20 @@ export HOME=$work
 cd "$work"
 mkdir folder
 ostrelLog make flight --seconds 1 >/dev/null
+evil='x$(touch${IFS}PWNED)'
+sed "s/inputs.sensors.baro.pressure/$evil/" flight.cont >"my flight.cont"
 
 # offered_SHELL LINE: what a tab behind the line offers, a word a line.
 offered_bash() {
-  bash -c 'source /usr/share/bash-completion/bash_completion; source "$1"; COMP_LINE=$2 COMP_POINT=${#2}
-    read -ra COMP_WORDS <<<"$2"; [[ $2 != *" " ]] || COMP_WORDS+=("")
-    COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _ostrelLog "${COMP_WORDS[0]}"; printf "%s\n" "${COMPREPLY[@]}"' \
-    bash "$scripts/bash" "$1" 2>/dev/null
+  cat >.bashrc <<END
+source /usr/share/bash-completion/bash_completion
+source "$scripts/bash"
+offer() { _ostrelLog "\$@"; printf '%s\n' "\${COMPREPLY[@]}" >offered; exit; }
+complete -F offer ostrelLog ostrelReplay
+END
+  # At a terminal, since it is the shell that divides the line into words.
+  printf '%s\t' "$1" | script -qec "bash -i" /dev/null >/dev/null
+  cat offered
 }
 offered_fish() { fish -c 'source $argv[1]; complete -C $argv[2]' "$scripts/fish" "$1" | cut -f 1; }
 # A shell at a terminal, whose function compadd prints what is to be offered.
@@ -58,3 +65,14 @@ offers "ostrelLog info fl" flight.cont flight.events
 offers "ostrelLog diff flight.cont --only inputs.sensors.baro.p" inputs.sensors.baro.pressure
 offers "ostrelLog diff flight.events --only set_home." set_home.{amsl_altitude,latitude,longitude}
 offers "ostrelReplay -i flight.c" flight.cont
+offers "ostrelLog --v" --version
+offers "ostrelLog export regress --r" --rate
+# The words before --only: each file that is a log counts, however it is written.
+offers "ostrelLog export ~/flight.cont --events flight.events -o folder/out --only set_home.l" set_home.{latitude,longitude}
+offers "ostrelLog export ~/flight.cont --events flight.events -o folder/out --only inputs.sensors.baro.p" inputs.sensors.baro.pressure
+for log in 'my\ flight.cont' '"my flight.cont"' "'my flight.cont'"; do
+  offered=$evil  # fish quotes what it inserts by itself
+  [ "$shell" = fish ] || printf -v offered %q "$evil"
+  offers "ostrelLog diff $log --only x" "$offered"
+done
+[ ! -e PWNED ] || { echo "a name of a log was run as a command"; exit 1; }

@@ -36,14 +36,33 @@ std::vector<std::string> namesOf(const std::vector<CompletedOption>& options) {
 
 constexpr const char* BASH_HEAD = R"END(# bash completion of ostrelLog and ostrelReplay
 
-# The variables or calls of the log that was named last.
+# What a word of the line is without its quotes. Nothing in it is run.
+_ostrelLog_unquoted() {
+  local word=$1
+  [[ $word != '~/'* ]] || { printf %s "$HOME"; word=${word:1}; }
+  xargs printf %s <<<"$word" 2>/dev/null
+}
+
+# The variables or calls of the logs named before. A log may come from anywhere: the shell must never expand its
+# names, neither here (as compgen -W would) nor later in the line.
 _ostrelLog_variables() {
-  local i
-  for ((i = cword - 1; i > 1; i--)); do
-    [ -f "${words[i]}" ] || continue
-    # Behind an opening quote, the names are offered without it.
-    COMPREPLY=($(compgen -W "$(ostrelLog info --names "${words[i]}" 2>/dev/null)" -- "${cur#[\"\']}"))
-    return
+  local word name prefix quote=
+  case $cur in
+    [\"\']*) quote=${cur:0:1} prefix=${cur:1} ;;
+    *) prefix=$(_ostrelLog_unquoted "$cur") ;;
+  esac
+  for word in "${words[@]:2:cword-2}"; do
+    word=$(_ostrelLog_unquoted "$word")
+    [ -f "$word" ] || continue
+    while IFS= read -r name; do
+      [[ -n $name && $name == "$prefix"* ]] || continue
+      if [ -z "$quote" ]; then
+        printf -v name %q "$name"
+      elif [[ $name == *[\"\'\\\$\`!]* ]]; then
+        continue  # means something else inside one kind of quotes
+      fi
+      COMPREPLY+=("$name")
+    done <<<"$(ostrelLog info --names "$word" 2>/dev/null)"
   done
 }
 
@@ -75,14 +94,15 @@ void writeBashValues(std::ostream& out, const CompletedCommand& command) {
 
 constexpr const char* ZSH_HEAD = R"END(#compdef ostrelLog ostrelReplay
 
-# The variables or calls of the log that was named last.
+# The variables or calls of the logs named before.
 _ostrelLog_variables() {
-  local i
-  for ((i = CURRENT - 1; i > 1; i--)); do
-    [[ -f ${(Q)words[i]} ]] || continue
-    compadd -- ${(f)"$(ostrelLog info --names ${(Q)words[i]} 2>/dev/null)"}
-    return
+  local word
+  local -a names
+  for word in ${(Q)words[2,CURRENT-1]}; do
+    [[ $word != '~/'* ]] || word=$HOME${word#\~}
+    [[ ! -f $word ]] || names+=(${(f)"$(ostrelLog info --names $word 2>/dev/null)"})
   done
+  compadd -a names
 }
 
 _ostrelLog() {
@@ -107,13 +127,18 @@ void writeZshOption(std::ostream& out, const CompletedOption& option) {
 
 constexpr const char* FISH_HEAD = R"END(# fish completion of ostrelLog and ostrelReplay
 
-# The variables or calls of the log that was named last.
+# The variables or calls of the logs named before.
 function __ostrelLog_variables
-  for word in (commandline -opc)[-1..1]
-    test -f "$word"; or continue
-    ostrelLog info --names "$word" 2>/dev/null
-    return
+  for word in (commandline -opc)[2..-1]
+    string match -q '~/*' -- $word; and set word $HOME(string sub -s 2 -- $word)
+    test -f "$word"; and ostrelLog info --names "$word" 2>/dev/null
   end
+end
+
+# Whether the second word of the line is this; empty while it is being typed.
+function __ostrelLog_second
+  set -l words (commandline -opc)
+  test "$words[2]" = "$argv"
 end
 
 )END";
@@ -135,9 +160,9 @@ void writeFishOption(std::ostream& out, const std::string& start, const Complete
 }  // namespace
 
 void writeBash(std::ostream& out, const CompletedPrograms& programs) {
-  std::vector<std::string> verbs;
-  for (const CompletedCommand& verb : programs.verbs) verbs.push_back(verb.name);
-  out << BASH_HEAD << "      COMPREPLY=($(compgen -W " << quoted(joined(verbs) + " --help --version")
+  std::vector<std::string> first = namesOf(programs.log.options);
+  for (const CompletedCommand& verb : programs.verbs) first.push_back(verb.name);
+  out << BASH_HEAD << "      COMPREPLY=($(compgen -W " << quoted(joined(first))
       << " -- \"$cur\"))\n      return\n    fi\n  fi\n  case \"$command $prev\" in\n";
   for (const CompletedCommand& verb : programs.verbs) writeBashValues(out, verb);
   writeBashValues(out, programs.replay);
@@ -156,6 +181,9 @@ void writeZsh(std::ostream& out, const CompletedPrograms& programs) {
   for (const CompletedCommand& verb : programs.verbs) {
     out << "        " << quoted(verb.name + ":" + verb.description) << "\n";
   }
+  for (const CompletedOption& option : programs.log.options) {
+    out << "        " << quoted(option.name + ":" + option.description) << "\n";
+  }
   out << "      )\n      _describe verb verbs\n      return\n    fi\n    command=$words[2]\n    shift "
          "words\n"
          "    ((CURRENT--))\n  fi\n  case $command in\n";
@@ -171,11 +199,13 @@ void writeZsh(std::ostream& out, const CompletedPrograms& programs) {
 
 void writeFish(std::ostream& out, const CompletedPrograms& programs) {
   out << FISH_HEAD;
+  const std::string start = "complete -c ostrelLog -n '__ostrelLog_second ";
+  for (const CompletedOption& option : programs.log.options) writeFishOption(out, start + "\"\"'", option);
   for (const CompletedCommand& verb : programs.verbs) {
-    out << "complete -c ostrelLog -n __fish_use_subcommand -f -a " << verb.name << " -d "
-        << quoted(verb.description) << "\n";
-    const std::string start = "complete -c ostrelLog -n '__fish_seen_subcommand_from " + verb.name + "'";
-    for (const CompletedOption& option : verb.options) writeFishOption(out, start, option);
+    out << start << "\"\"' -f -a " << verb.name << " -d " << quoted(verb.description) << "\n";
+    for (const CompletedOption& option : verb.options) {
+      writeFishOption(out, start + verb.name + "'", option);
+    }
   }
   for (const CompletedOption& option : programs.replay.options) {
     writeFishOption(out, "complete -c ostrelReplay", option);

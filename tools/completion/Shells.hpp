@@ -14,7 +14,7 @@ struct CompletedOption {
   std::vector<std::string> words;  ///< all that a WORD can be; empty where any text will do
 };
 
-/// A verb of ostrelLog, or ostrelReplay as a whole.
+/// A verb of ostrelLog, or a program as a whole.
 struct CompletedCommand {
   std::string name;
   std::string description;
@@ -22,6 +22,7 @@ struct CompletedCommand {
 };
 
 struct CompletedPrograms {
+  CompletedCommand log;  ///< ostrelLog without a verb
   std::vector<CompletedCommand> verbs;
   CompletedCommand replay;
 };

@@ -28,9 +28,9 @@ std::vector<std::string> wordsOf(const std::string& type) {
   return CLI::detail::split(type.substr(begin + 1, end - begin - 1), ',');
 }
 
-CompletedCommand completed(const CLI::App& verb) {
-  CompletedCommand command{verb.get_name(), logtool::headline(verb), {}};
-  for (const CLI::Option* option : verb.get_options()) {
+CompletedCommand completed(const CLI::App& app) {
+  CompletedCommand command{app.get_name(), logtool::headline(app), {}};
+  for (const CLI::Option* option : app.get_options()) {
     if (option->get_positional() || option->get_group().empty()) continue;
     const std::string type = option->get_type_size() == 0 ? "" : option->get_type_name();
     for (const std::string& name : CLI::detail::split(option->get_name(false, true), ',')) {
@@ -66,8 +66,9 @@ int main(int argc, char** argv) {
       {"bash", writeBash}, {"zsh", writeZsh}, {"fish", writeFish}};
   const auto shell = shells.find(argc == 2 ? argv[1] : "");
   if (shell == shells.end()) return 1;
-  const logtool::CommandLine commandLine("");
+  const logtool::CommandLine commandLine("", "");
   CompletedPrograms programs;
+  programs.log = completed(commandLine.program);
   const auto all = [](const CLI::App*) { return true; };
   for (const CLI::App* verb : commandLine.program.get_subcommands(all))
     programs.verbs.push_back(completed(*verb));

@@ -14,10 +14,13 @@
 
 namespace logtool {
 
-CommandLine::CommandLine(const std::string& version)
+CommandLine::CommandLine(const std::string& version, const std::string& telemetryLibrary)
     : program("Works with the flight logs that ostrelReplay replays.", "ostrelLog") {
   program.formatter(std::make_shared<HelpText>());  // the verbs take it over, and the flag for the help
   program.set_help_flag("-h,--help", "Print this help and exit");
+  program.set_version_flag("--version",
+                           "ostrelLog " + version + "\nTelemetry library : " + telemetryLibrary,
+                           "Print the version and the telemetry library that was loaded, and exit");
   program.footer("ostrelLog VERB --help shows the options of a verb, man ostrelLog-VERB explains them.");
   // Begins with the name of the program, as report() does.
   program.failure_message([](const CLI::App*, const CLI::Error& error) {

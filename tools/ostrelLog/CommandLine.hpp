@@ -12,8 +12,8 @@ namespace logtool {
 /// The command line of the program: all verbs with their options, and the help.
 class CommandLine {
  public:
-  /// `version` goes into the rows of `regress`.
-  explicit CommandLine(const std::string& version);
+  /// `version` goes into the rows of `regress`. --version prints it and the file of the telemetry library.
+  CommandLine(const std::string& version, const std::string& telemetryLibrary);
 
   /// The verb that was given, once the program has parsed the arguments.
   const Verb& chosen() const;

@@ -21,13 +21,9 @@ namespace {
 
 /// Runs the program. `failure` becomes the status for an exception that leaves it.
 ExitStatus run(int argc, char** argv, ExitStatus& failure) {
-  CommandLine commandLine(VERSION);
+  CommandLine commandLine(VERSION,
+                          loadedLibrary(reinterpret_cast<void*>(&telemetry::BlackboxReaderItf::create)));
   CLI::App& program = commandLine.program;
-  const std::string telemetry =
-      loadedLibrary(reinterpret_cast<void*>(&telemetry::BlackboxReaderItf::create));
-  program.set_version_flag("--version",
-                           std::string("ostrelLog ") + VERSION + "\nTelemetry library : " + telemetry,
-                           "Print the version and the telemetry library that was loaded, and exit");
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
