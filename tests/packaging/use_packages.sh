@@ -44,6 +44,11 @@ install /packages/*.deb
 for page in ostrelReplay ostrelLog ostrelLog-diff; do
   man $page 2>errors | grep "^ *$page - " || fail "man $page: $(cat errors)"
 done
+cd /usr/share/doc/ostrel-replay
+grep -roP '\]\(\K(?!https?:)[^)#]+' --include='*.md' . | while IFS=: read -r document link; do
+  [ -e "$(dirname "$document")/$link" ] || fail "$document has a link to $link, which is not installed"
+done
+cd /tmp
 # completed WORD...: what a tab at the end of the line offers.
 completed() {
   bash -c 'source /usr/share/bash-completion/bash_completion; _completion_loader ostrelLog; COMP_WORDS=(ostrelLog "$@")
@@ -74,6 +79,7 @@ quietly cmake --build project/build
 project/build/own | grep ' 1 entry'
 # shellcheck disable=SC2046 # the flags are words of their own
 quietly g++ -std=c++17 project/own.cpp $(pkg-config --cflags --libs ostrel-registry) -o own
+./own | grep ' 1 entry'
 
 echo "== Both are removed"
 remove ostrel-replay ostrel-replay-dev
