@@ -45,7 +45,7 @@ build_preset() {
 }
 
 BUILD_PACKAGES=(g++ cmake ninja-build libdeflate-dev libzstd-dev libxxhash-dev libcli11-dev nlohmann-json3-dev libjs-dygraphs scdoc)
-TEST_PACKAGES=(zlib1g-dev libgtest-dev libgmock-dev libboost-filesystem-dev python3 bash-completion)
+TEST_PACKAGES=(zlib1g-dev libgtest-dev libgmock-dev libboost-filesystem-dev python3 bash-completion groff-base)
 FLEET_PACKAGES=(parallel openssh-server openssh-client slurm-wlm munge procps)
 # Only for what opens the pages of ostrelLog: scripts/screenshots and the tests with the label "all".
 BROWSER_PACKAGES=(chromium chromium-driver python3-selenium)

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Runs the examples of documents: examples.sh DOCUMENT..., with the programs on PATH.
+# Runs the examples of documents: examples.sh DOCUMENT..., with the programs on PATH. A DOCUMENT that ends in .gz is
+# a page of the manual, whose examples are taken as a reader sees them.
 #
 # An example is a line that begins with "$ ", blanks before it allowed, and the lines indented like it that
 # follow. The command must print exactly these lines, standard output and standard error together. All
@@ -47,7 +48,7 @@ for document in "${documents[@]}"; do
     else
       run_example # the block has ended
     fi
-  done 3<"$document"
+  done 3< <(if [[ $document == *.gz ]]; then zcat "$document" | nroff -man -Tutf8; else cat "$document"; fi)
   run_example
   if [ "$count" -eq "$before" ]; then
     echo "$document has no examples"

@@ -41,8 +41,7 @@ void CompareOptions::addTo(CLI::App& command) {
     return true;
   };
   command
-      .add_option("--section", takeSections,
-                  "Only this section of blackbox logs, or A of the first log with B of the second")
+      .add_option("--section", takeSections, "Only this section of blackbox logs; A=B: one for each log")
       ->type_name("NAME|A=B");
 }
 

@@ -13,8 +13,8 @@ CLI::App* Diff::addTo(CLI::App& program) {
   CLI::App* command = program.add_subcommand(
       "diff",
       "Compare two logs of any kind step by step: records by their index, calls by their step. "
-      "Exact means that NaN equals NaN and -0.0 differs from 0.0. Against a blackbox log, values of a "
-      "legacy log count as a replay stores them in a variable of the blackbox log's type.");
+      "NaN equals NaN, and -0.0 differs from 0.0. Against a blackbox log, values of a legacy log count as "
+      "a replay stores them.");
   endHelp(*command,
           "0 same, 1 different, 2 trouble, such as a log that is cut or damaged, nothing in common that "
           "could be compared, or wrong usage.",

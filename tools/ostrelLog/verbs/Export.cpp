@@ -33,13 +33,11 @@ CLI::App* Export::addTo(CLI::App& program) {
   options.selection.addTo(*command);
   command
       ->add_option("--section", options.section,
-                   "Section of a blackbox log; otherwise the only one that has samples")
+                   "Section of a blackbox log; needed if several have samples")
       ->type_name("NAME");
   addNumber(*command, "--from", options.from, "First index")->type_name("INDEX")->default_str("");
   addNumber(*command, "--to", options.to, "Last index")->type_name("INDEX")->default_str("");
-  addNumber(*command, "--rate", options.rate,
-            "Steps a second: times are then made of the index (mcap). Otherwise the samples' "
-            "own stamps count, or 200 steps a second where a log has none")
+  addNumber(*command, "--rate", options.rate, "Steps a second, when times are to follow the index (mcap)")
       ->type_name("HZ");
   command->add_option("--compression", compression, "none or zstd, the default (mcap)")
       ->type_name("NAME")

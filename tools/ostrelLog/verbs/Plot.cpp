@@ -17,10 +17,9 @@ CLI::App* Plot::addTo(CLI::App& program) {
   CLI::App* command = program.add_subcommand(
       "plot",
       "Draw a log of samples as one HTML page that needs no other file and no network. Of two logs, it "
-      "draws what differs: A and B, and below them B - A. Long flights are thinned out to the lowest and "
-      "the highest value for each pixel, but for the steps around the first difference and of --from "
-      "and --to.");
-  endHelp(*command, "0 drawn, 3 drawn as far as a cut or damaged log goes, 1 not drawn, 2 wrong usage.",
+      "draws what differs: A and B, and below them B - A. Of a long flight, each pixel has the lowest and "
+      "the highest value.");
+  endHelp(*command, "0 drawn, 3 a log is cut or damaged, 1 not drawn, 2 wrong usage.",
           "ostrelLog plot flight.cont --events flight.events -o flight.html");
   PlotOptions& plot = options.plot;
   command->add_option("LOG", plot.files.a, "Legacy continuous or blackbox log")->required();

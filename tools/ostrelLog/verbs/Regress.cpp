@@ -29,10 +29,8 @@ ExitStatus troubled(const Fault& fault) {
 
 CLI::App* Regress::addTo(CLI::App& program) {
   CLI::App* command = program.add_subcommand(
-      "regress", "Replay many flights with two sets of libraries, and say which come out differently.");
-  endHelp(*command,
-          "0 all the same, 1 any other verdict, 2 trouble, such as libraries that no replay loads, no "
-          "flight, a full disk, or wrong usage.",
+      "regress", "Replay many flights with two sets of libraries, and say which differ.");
+  endHelp(*command, "0 all the same, 1 any other verdict, 2 trouble or wrong usage.",
           "ostrelLog regress --a before --b after --rows night.jsonl flights");
   addInputs(*command);
   addReplays(*command);
@@ -42,8 +40,7 @@ CLI::App* Regress::addTo(CLI::App& program) {
 }
 
 void Regress::addInputs(CLI::App& command) {
-  command.add_option("FLIGHT", options.flights,
-                     "Common path of NAME.cont or NAME.tlmb and NAME.events, or a folder to search");
+  command.add_option("FLIGHT", options.flights, "Path without .cont, .tlmb or .events, or a folder");
   command.add_option("--list", options.list, "File with one FLIGHT a line; - for standard input")
       ->type_name("FILE");
   command.add_option("--a", options.folders.a, "Folder of the libraries A")->type_name("DIR");
