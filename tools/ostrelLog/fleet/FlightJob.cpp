@@ -4,7 +4,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -13,6 +12,7 @@
 #include "ostrelLog/fleet/Digest.hpp"
 #include "ostrelLog/fleet/InputLogs.hpp"
 #include "ostrelLog/fleet/RowJson.hpp"
+#include "ostrelLog/fleet/SystemError.hpp"
 
 namespace logtool {
 
@@ -90,7 +90,7 @@ std::optional<std::string> FlightJob::describeFile(const std::string& path, cons
     result = digestOfFile(path, digest);
   }
   if (result == -EMFILE || result == -ENFILE || result == -ENOMEM) {
-    throw std::system_error(-result, std::generic_category(), path);
+    fail(-result, path);
   }
   row["files"][kind] = {
       {"path", path}, {"bytes", bytes}, {"changed", changed}, {"digest", textOrNull(digest)}};

@@ -15,16 +15,13 @@
 #include <system_error>
 
 #include "ostrelLog/fleet/Digest.hpp"
+#include "ostrelLog/fleet/SystemError.hpp"
 
 namespace logtool {
 
 namespace {
 
 namespace fs = std::filesystem;
-
-[[noreturn]] void fail(int error, const std::string& what) {
-  throw std::system_error(error, std::generic_category(), what);
-}
 
 /// What the dynamic loader prints in place of running the program: a line for each object.
 std::string askLoader(const std::string& program, const std::string& searchPath) {

@@ -13,7 +13,8 @@
 #include <csignal>
 #include <cstring>
 #include <iostream>
-#include <system_error>
+
+#include "ostrelLog/fleet/SystemError.hpp"
 
 namespace logtool {
 
@@ -65,7 +66,7 @@ Pool::~Pool() {
 
 void Pool::start(std::size_t id, const std::function<void(const Send& send)>& work) {
   std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) fail(errno, "pipe");
   std::cout.flush();  // or the child would have a copy of what waits to be written
   const pid_t parent = getpid();
   const pid_t child = fork();
@@ -74,7 +75,7 @@ void Pool::start(std::size_t id, const std::function<void(const Send& send)>& wo
   close(ends[1]);
   if (child < 0) {
     close(ends[0]);
-    throw std::system_error(error, std::generic_category(), "fork");
+    fail(error, "fork");
   }
   fcntl(ends[0], F_SETFL, O_NONBLOCK);
   workers.push_back({id, child, ends[0], {}});

@@ -9,19 +9,15 @@
 #include <cstring>
 #include <memory>
 #include <sstream>
-#include <system_error>
 
 #include "ostrelLog/fleet/Descriptor.hpp"
 #include "ostrelLog/fleet/RunningReplay.hpp"
 #include "ostrelLog/fleet/Signals.hpp"
+#include "ostrelLog/fleet/SystemError.hpp"
 
 namespace logtool {
 
 namespace {
-
-[[noreturn]] void fail(int error, const std::string& what) {
-  throw std::system_error(error, std::generic_category(), what);
-}
 
 /// Waits for all of them, which have been started.
 void await(const std::vector<std::unique_ptr<RunningReplay>>& replays) {

@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "logfile/ErrorText.hpp"
+#include "ostrelLog/fleet/SystemError.hpp"
 
 namespace logtool {
 
@@ -49,7 +50,7 @@ void RowFile::append(const Json& row) {
     if (count < 0) {
       const int error = errno;
       static_cast<void>(!ftruncate(file, static_cast<off_t>(bytes)));
-      throw std::system_error(error, std::generic_category(), name);
+      fail(error, name);
     }
     done += static_cast<std::size_t>(count);
   }
@@ -62,7 +63,7 @@ void RowFile::synchroniseWhenDue() {
 }
 
 void RowFile::synchronise() {
-  if (written && fdatasync(file) != 0) throw std::system_error(errno, std::generic_category(), name);
+  if (written && fdatasync(file) != 0) fail(errno, name);
   written = false;
   synchronised = std::chrono::steady_clock::now();
 }

@@ -18,14 +18,11 @@
 #include <utility>
 
 #include "ostrelLog/fleet/Isolation.hpp"
+#include "ostrelLog/fleet/SystemError.hpp"
 
 namespace logtool {
 
 namespace {
-
-[[noreturn]] void fail(int error, const std::string& what) {
-  throw std::system_error(error, std::generic_category(), what);
-}
 
 /// The variables of this process with those of a replay in their place.
 std::vector<std::string> environmentOf(const ReplaySettings& settings, const ReplayRequest& request) {

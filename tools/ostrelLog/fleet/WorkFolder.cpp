@@ -9,6 +9,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include "ostrelLog/fleet/SystemError.hpp"
+
 namespace logtool {
 
 namespace {
@@ -46,7 +48,7 @@ WorkFolder::WorkFolder() {
   // Again when another run takes the new folder for a left-over in the moment before it is locked.
   while (lock < 0) {
     path = (parent / (PREFIX + "XXXXXX")).string();
-    if (mkdtemp(path.data()) == nullptr) throw std::system_error(errno, std::generic_category(), path);
+    if (mkdtemp(path.data()) == nullptr) fail(errno, path);
     lock = lockFolder(path);
   }
 }
