@@ -43,17 +43,17 @@ class Flights : public testing::Test {
   TestFolder folder;
 };
 
-const std::string ONE = "one: one.cont one.events",
+const std::string FLIGHT_ONE = "one: one.cont one.events",
                   THREE = "deep/er/three: deep/er/three.tlmb deep/er/three.events";
 const std::string TWO_CONT = "two.cont: two.cont two.events", TWO_TLMB = "two.tlmb: two.tlmb two.events";
 
 TEST_F(Flights, AreFoundInAFolderAndInThoseWithinButNotBehindLinks) {
-  EXPECT_THAT(find({"."}), ElementsAre(THREE, "lonely: - lonely.events", ONE, TWO_CONT, TWO_TLMB));
+  EXPECT_THAT(find({"."}), ElementsAre(THREE, "lonely: - lonely.events", FLIGHT_ONE, TWO_CONT, TWO_TLMB));
 }
 
 TEST_F(Flights, AreNamedByTheirCommonPathOrTheirContinuousLog) {
-  EXPECT_THAT(find({"one"}), ElementsAre(ONE));
-  EXPECT_THAT(find({"one.cont", "one"}), ElementsAre(ONE));
+  EXPECT_THAT(find({"one"}), ElementsAre(FLIGHT_ONE));
+  EXPECT_THAT(find({"one.cont", "one"}), ElementsAre(FLIGHT_ONE));
   EXPECT_THAT(find({"two"}), ElementsAre(TWO_CONT, TWO_TLMB));
   EXPECT_THAT(find({"two.tlmb"}), ElementsAre(TWO_TLMB));
   EXPECT_THAT(find({"two.cont", "two.tlmb"}), ElementsAre(TWO_CONT, TWO_TLMB));

@@ -10,20 +10,20 @@
 
 namespace {
 
-const std::string APIS = eventHeader("move, land", "2, 0", "a, b, none");
-constexpr double MOVE = 0, LAND = 1;
+const std::string HEADER = eventHeader("move, land", "2, 0", "a, b, none");
+constexpr double MOVE_ID = 0, LAND_ID = 1;
 
 class EventRecordsTest : public testing::Test {
  protected:
   /// Opens a log whose bytes behind the header are these.
   void open(const std::string& bytes) {
-    EXPECT_EQ(file.open(folder.write("log", APIS + bytes)), 0);
+    EXPECT_EQ(file.open(folder.write("log", HEADER + bytes)), 0);
     file.readHeader();
   }
 
   TestFolder folder;
   LegacyFile file;
-  const ParsedHeader<EventFormat> parsed = EventFormat::parse(LegacyHeader(APIS));
+  const ParsedHeader<EventFormat> parsed = EventFormat::parse(LegacyHeader(HEADER));
   EventRecords records{file, *parsed.format};
   std::vector<double> values;
 };
@@ -53,25 +53,25 @@ constexpr auto WHOLE = EventRecords::WHOLE, UNUSUAL = EventRecords::UNUSUAL, END
                CUT = EventRecords::CUT, DAMAGED = EventRecords::DAMAGED;
 constexpr auto UNNAMED_API = EventRecords::UNNAMED_API, FRACTION = EventRecords::FRACTION,
                OTHER_COUNT = EventRecords::OTHER_ARGUMENT_COUNT;
-const std::string CALL = event(5, MOVE, {1, 2}), BEHIND = event(9, LAND);
+const std::string CALL = event(5, MOVE_ID, {1, 2}), BEHIND = event(9, LAND_ID);
 const Records RECORDS[] = {
     {"None", "", {END}},
     {"AsAnnounced", CALL + BEHIND, {WHOLE, WHOLE, WHOLE, WHOLE, END}},
     {"ApiBehindTheLast", event(5, 2) + BEHIND, {UNUSUAL, UNUSUAL, WHOLE, WHOLE, END}, UNNAMED_API},
     {"ApiBelowTheFirst", event(5, -1), {UNUSUAL, UNUSUAL, END}, UNNAMED_API},
     {"ApiNan", event(5, NAN), {UNUSUAL, UNUSUAL, END}, UNNAMED_API},
-    {"ArgumentTooFew", event(5, MOVE, {1}), {UNUSUAL, UNUSUAL, END}, OTHER_COUNT},
-    {"ArgumentTooMany", event(5, LAND, {1}), {UNUSUAL, UNUSUAL, END}, OTHER_COUNT},
-    {"SizeWithAFraction", values({24.9, 5, LAND}), {UNUSUAL, UNUSUAL, END}, FRACTION},
-    {"StepWithAFraction", event(5.5, LAND), {UNUSUAL, UNUSUAL, END}, FRACTION},
+    {"ArgumentTooFew", event(5, MOVE_ID, {1}), {UNUSUAL, UNUSUAL, END}, OTHER_COUNT},
+    {"ArgumentTooMany", event(5, LAND_ID, {1}), {UNUSUAL, UNUSUAL, END}, OTHER_COUNT},
+    {"SizeWithAFraction", values({24.9, 5, LAND_ID}), {UNUSUAL, UNUSUAL, END}, FRACTION},
+    {"StepWithAFraction", event(5.5, LAND_ID), {UNUSUAL, UNUSUAL, END}, FRACTION},
     {"ApiWithAFraction", event(5, 1.5), {UNUSUAL, UNUSUAL, END}, FRACTION},
-    {"StepNan", event(NAN, LAND), {UNUSUAL, UNUSUAL, END}, FRACTION},
-    {"SizeOfItsHead", values({24, 5, LAND}), {WHOLE, WHOLE, END}},
-    {"SizeBelowItsHead", values({23.9, 5, LAND}) + BEHIND, {UNUSUAL, DAMAGED, END}, OTHER_COUNT},
-    {"SizeNan", values({NAN, 5, LAND}) + BEHIND, {UNUSUAL, DAMAGED, END}, OTHER_COUNT},
-    {"SizeInfinite", values({HUGE_VAL, 5, LAND}) + BEHIND, {UNUSUAL, DAMAGED, END}, OTHER_COUNT},
-    {"SizeBehindTheFile", values({1e9, 5, LAND}) + BEHIND, {UNUSUAL, CUT, END}, OTHER_COUNT},
-    {"SizeBehindAnyFile", values({1e300, 5, LAND}) + BEHIND, {UNUSUAL, CUT, END}, OTHER_COUNT},
+    {"StepNan", event(NAN, LAND_ID), {UNUSUAL, UNUSUAL, END}, FRACTION},
+    {"SizeOfItsHead", values({24, 5, LAND_ID}), {WHOLE, WHOLE, END}},
+    {"SizeBelowItsHead", values({23.9, 5, LAND_ID}) + BEHIND, {UNUSUAL, DAMAGED, END}, OTHER_COUNT},
+    {"SizeNan", values({NAN, 5, LAND_ID}) + BEHIND, {UNUSUAL, DAMAGED, END}, OTHER_COUNT},
+    {"SizeInfinite", values({HUGE_VAL, 5, LAND_ID}) + BEHIND, {UNUSUAL, DAMAGED, END}, OTHER_COUNT},
+    {"SizeBehindTheFile", values({1e9, 5, LAND_ID}) + BEHIND, {UNUSUAL, CUT, END}, OTHER_COUNT},
+    {"SizeBehindAnyFile", values({1e300, 5, LAND_ID}) + BEHIND, {UNUSUAL, CUT, END}, OTHER_COUNT},
     {"FirstByteAlone", CALL.substr(0, 1), {CUT, END}},
     {"CutBeforeTheLastByteOfItsHead", CALL.substr(0, 23), {CUT, END}},
     {"CutBehindItsHead", CALL.substr(0, 24), {WHOLE, CUT, END}},
@@ -86,7 +86,7 @@ TEST_F(EventRecordsTest, KeepTheArgumentsThatAreWantedAndMovePastTheRest) {
     records.readHead(values);
     EXPECT_EQ(records.readArguments(values, wanted), WHOLE);
     EXPECT_EQ(values, kept[wanted]);
-    EXPECT_EQ(records.start, APIS.size() + wanted * CALL.size());
+    EXPECT_EQ(records.start, HEADER.size() + wanted * CALL.size());
   }
 }
 

@@ -15,7 +15,6 @@ using testing::ElementsAre;
 
 namespace {
 
-const VarDesc INDEX = {"index", TLM_VAR_INT32, 1, 4};
 const VarDesc X = {"x", TLM_VAR_FLOAT, 1, 4};
 const VarDesc OTHER = {"other", TLM_VAR_UINT8, 3, 1};  // no entry of that name: its count does not matter
 

@@ -9,6 +9,9 @@
 
 #include "telemetry/var_desc.hpp"
 
+/// The variable that names the step of a sample.
+inline const telemetry::VarDesc INDEX = {"index", TLM_VAR_INT32, 1, 4};
+
 /// Builds a blackbox log in memory, block by block and with correct checksums: also one that no writer
 /// would make. `bytes` is the log so far.
 class BlackboxBuilder {

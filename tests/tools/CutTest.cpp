@@ -19,7 +19,7 @@ const BlackboxBuilder CUT_SECTIONS = sections()
                                          .sample(0, 1, 0, nav(8))
                                          .end();
 const BlackboxBuilder KEPT_SECTIONS = sections().sample(0, 1, 0, nav(5)).sample(1, 1, 0, "def").end();
-const CopyRow LOGS[] = {
+const CopyRow CUT_LOGS[] = {
     {"Samples", SAMPLES, HEADER + values({5, 1, 7, 1, 5, 2}), "3 records, steps 5 to 7", ""},
     {"SamplesOfACutLog", SAMPLES + "cut", HEADER + values({5, 1, 7, 1, 5, 2}), "3 records, steps 5 to 7",
      "  lost       part of a record behind step 5, 3 bytes: cut short after byte " + behind(SAMPLES) + "\n",
@@ -38,7 +38,7 @@ const CopyRow LOGS[] = {
      3},
     {"SamplesOfSections", CUT_SECTIONS.bytes, KEPT_SECTIONS.bytes, "2 records, steps 5 to 5", ""},
 };
-INSTANTIATE_ROWS(CutOf, LOGS);
+INSTANTIATE_ROWS(CutOf, CUT_LOGS);
 
 using CutTest = LogTool;
 

@@ -44,12 +44,12 @@ ProgramResult vDiffers(const std::string& element, const std::string& inA, const
 std::string withX(std::initializer_list<double> samples, const char* column = "x") {
   return continuousHeader({column}) + values(samples);
 }
-const std::string COLUMNS = continuousHeader({"x", "index", "y"});
-const std::string FLIGHT = COLUMNS + values({0.5, 1, 1, 2, 2, 2, 3, 3, 259});
+const std::string XIY = continuousHeader({"x", "index", "y"});
+const std::string FLIGHT = XIY + values({0.5, 1, 1, 2, 2, 2, 3, 3, 259});
 
 using telemetry::VarDesc;
-const VarDesc INDEX = {"index", TLM_VAR_INT32, 1, 4}, X = {"x", TLM_VAR_FLOAT, 1, 4},
-              Y = {"y", TLM_VAR_UINT8, 1, 1}, OUT = {"out", TLM_VAR_INT32, 1, 4};
+const VarDesc X = {"x", TLM_VAR_FLOAT, 1, 4}, Y = {"y", TLM_VAR_UINT8, 1, 1},
+              OUT = {"out", TLM_VAR_INT32, 1, 4};
 /// The blackbox log of a replay of FLIGHT, with an output behind the inputs.
 const std::string REPLAY = BlackboxBuilder()
                                .addSection(7, "nav", {Y, INDEX, X, OUT})
@@ -87,7 +87,7 @@ struct DiffRow : Row {
 
 const DiffRow ROWS[] = {
     {"Same", FLIGHT, FLIGHT, "", same("3 steps, 3 variables")},
-    {"LargestDifferenceOfEachVariable", FLIGHT, COLUMNS + values({0.5, 1, 1, -3, 2, 2, 102.1, 3, 260}), "",
+    {"LargestDifferenceOfEachVariable", FLIGHT, XIY + values({0.5, 1, 1, -3, 2, 2, 102.1, 3, 260}), "",
      different("3 steps", "3 steps",
                "  first: index 2, x: 2 in A, -3 in B\n"
                "      steps  largest       from index  difference in\n"

@@ -8,8 +8,6 @@ namespace {
 
 using testing::HasSubstr;
 
-const telemetry::VarDesc INDEX = {"index", TLM_VAR_INT32, 1, 4};
-
 /// A blackbox log with this section of one variable.
 BlackboxBuilder logOf(const std::string& section) {
   return BlackboxBuilder().addSection(0, section, {INDEX, {"x", TLM_VAR_UINT8, 1, 1}});

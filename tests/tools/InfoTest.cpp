@@ -90,7 +90,7 @@ TEST_P(InfoOnALog, PrintsAllOfThis) {
   expectRun("info log", GetParam().result);
 }
 
-const std::string INDEX = continuousHeader({"index"});
+const std::string INDEX_HEADER = continuousHeader({"index"});
 /// The description of seven records.
 ProgramResult indices(const std::string& lines) {
   const std::string start =
@@ -101,21 +101,21 @@ ProgramResult noLog(const std::string& reason) {
   return {1, "", "ostrelLog: log: " + reason + "\n"};
 }
 
-const InfoRow LOGS[] = {
-    {"OneStepMissingAndOnceBack", INDEX + values({-1, 1, 1, 0, 1, 2, 3}),
+const InfoRow INFO_LOGS[] = {
+    {"OneStepMissingAndOnceBack", INDEX_HEADER + values({-1, 1, 1, 0, 1, 2, 3}),
      indices(
          "-1 to 3, 1 gap, 1 step missing, the largest of 1 after -1, repeated 1 time, going back 1 time\n"
          "  gaps       1 after -1")},
     {"RecordsInTheLineThatEndsTheHeader",
-     INDEX.substr(0, INDEX.size() - 1) + values({1, 2}),
+     INDEX_HEADER.substr(0, INDEX_HEADER.size() - 1) + values({1, 2}),
      {3,
       "log: legacy continuous log\n  variant    not named\n  columns    1: 1 double\n  records    0\n"
       "  end        damaged at byte 66: its \"-- Data\" line has lost its end\n",
       ""}},
-    {"FiveGaps", INDEX + values({0, 1, 3, 5, 7, 9, 11}),
+    {"FiveGaps", INDEX_HEADER + values({0, 1, 3, 5, 7, 9, 11}),
      indices("0 to 11, 5 gaps, 5 steps missing, the largest of 1 after 1\n"
              "  gaps       1 after 1, 1 after 3, 1 after 5, 1 after 7, 1 after 9")},
-    {"SixGaps", INDEX + values({0, 2, 5, 8, 10, 12, 14}),
+    {"SixGaps", INDEX_HEADER + values({0, 2, 5, 8, 10, 12, 14}),
      indices("0 to 14, 6 gaps, 8 steps missing, the largest of 2 after 2\n"
              "  gaps       1 after 0, 2 after 2, 2 after 5, 1 after 8, 1 after 10, ...")},
     {"Text", "text", noLog("no flight log: neither the start of a blackbox log nor a legacy header")},
@@ -124,7 +124,7 @@ const InfoRow LOGS[] = {
     {"OtherVersion", "TLMB" + packed(2), noLog("a blackbox log of another version")},
     {"FirstWord", "\nTLMB", noLog("no blackbox log, though its first word is that of one")},
 };
-INSTANTIATE_ROWS(InfoOnALog, LOGS);
+INSTANTIATE_ROWS(InfoOnALog, INFO_LOGS);
 
 struct EndRow : Row {
   std::string log;
@@ -146,7 +146,7 @@ TEST_P(InfoOnAnEnd, CountsTheWholeRecordsBeforeIt) {
   EXPECT_EQ(log.at("end").value("remainder", json()), GetParam().remainder);
 }
 
-const std::string SAMPLES = continuousHeader({"x", "y"}) + values({1, 2, 3, 4});
+const std::string TWO_SAMPLES = continuousHeader({"x", "y"}) + values({1, 2, 3, 4});
 const std::string MOVES = callsOf(move(3, 1, 2) + move(3, 1, 2));
 const BlackboxBuilder NAV =
     BlackboxBuilder().addSection(0, "nav", {{"x", TLM_VAR_INT8, 1, 1}}).sample(0, 0, 0, "x");
@@ -154,9 +154,9 @@ const std::string UNCLOSED = NAV.bytes, CLOSED = BlackboxBuilder(NAV).end().byte
 const std::size_t BLOCK_BYTES = 20 + 16 + 1;  // of a sample
 
 const EndRow ENDS[] = {
-    {"OneByteOfASample", SAMPLES + "x", 2, "cut", SAMPLES.size(), 1},
-    {"AllButOneByteOfASample", cutBy(1, SAMPLES), 1, "cut", SAMPLES.size() - 16, 15},
-    {"WholeSamples", cutBy(16, SAMPLES), 1, "whole", nullptr},
+    {"OneByteOfASample", TWO_SAMPLES + "x", 2, "cut", TWO_SAMPLES.size(), 1},
+    {"AllButOneByteOfASample", cutBy(1, TWO_SAMPLES), 1, "cut", TWO_SAMPLES.size() - 16, 15},
+    {"WholeSamples", cutBy(16, TWO_SAMPLES), 1, "whole", nullptr},
     {"HeaderWithoutItsEnd", "-- Build infos\nnentries : 2\ntitles : x,y\n", 0, "cut", 41},
     {"FarMoreColumnsCounted", header("nentries : 3000000000\ntitles : x, y\n"), 0, "whole", nullptr},
     {"OneByteOfACall", MOVES + "x", 2, "cut", MOVES.size()},

@@ -18,8 +18,8 @@ TEST_P(RecoverOf, WritesWhatCanBeTrustedAndSaysWhatWasLost) {
 }
 
 const std::string START = callsOf(move(1, 2, 3)), REST = land(4) + land(5);
-const std::string CLOSED = sections().sample(0, 1, 2, nav(3)).removeSection(1).end().bytes;
-const std::string OPEN = cutBy(20, CLOSED);
+const std::string ENDED = sections().sample(0, 1, 2, nav(3)).removeSection(1).end().bytes;
+const std::string OPEN = cutBy(20, ENDED);
 const std::string NO_SIZE = values({0, 4, 1, 5, 6}), DOUBLE_SIZE = values({48, 4, 0}), ZEROS(48, '\0');
 const std::string CONTRADICTED = START + event(4, 0, {24, 9}) + event(4, 9) + REST;
 const std::string THREE = "3 records, steps 1 to 5", ONE = "1 record, steps 3 to 3";
@@ -38,8 +38,8 @@ const CopyRow DAMAGES[] = {
      "  lost       an unknown number of records behind step 1, 96 bytes: damaged at byte " + behind(START) +
          ": the record sizes do not lead on\n",
      3},
-    {"UnclosedBlackboxLog", OPEN, CLOSED, ONE, CLOSING},
-    {"BytesBehindTheEndBlock", CLOSED + "more", CLOSED, ONE,
+    {"UnclosedBlackboxLog", OPEN, ENDED, ONE, CLOSING},
+    {"BytesBehindTheEndBlock", ENDED + "more", ENDED, ONE,
      "  lost       an unknown number of records behind step 3, 24 bytes: damaged at byte " + behind(OPEN) +
          "\n  closed     an end block was added behind the last whole block\n",
      3},
@@ -57,7 +57,7 @@ struct WholeLog {
 std::vector<WholeLog> logsOf(short count) {
   std::vector<WholeLog> logs = {{continuousHeader({"index", "y"}), "", {}},
                                 {callsOf(""), "", {}},
-                                {sections().bytes, CLOSED.substr(OPEN.size()), {}}};
+                                {sections().bytes, ENDED.substr(OPEN.size()), {}}};
   for (short i = 0; i < count; ++i) {
     logs[0].records.push_back(values({1.0 * i, 0.1}));
     logs[1].records.push_back(i % 3 == 1 ? land(i) : move(i, 24, 0.5 * i));
@@ -158,7 +158,7 @@ TEST_F(RecoverTest, WritesNothingWhereNothingCanBeSavedOrOverTheLog) {
   std::filesystem::create_symlink("loop", folder.path("loop"));
   mkfifo(folder.path("fifo").c_str(), 0600);
   const ProgramResult isLog{2, "", "ostrelLog: --output: is the log itself (see ostrelLog --help)\n"};
-  const std::pair<std::string, ProgramResult> REFUSALS[] = {
+  const std::pair<std::string, ProgramResult> RESULTS[] = {
       {"log", isLog},
       {"link", isLog},
       {"twin", isLog},
@@ -166,7 +166,7 @@ TEST_F(RecoverTest, WritesNothingWhereNothingCanBeSavedOrOverTheLog) {
       {"loop", {1, "", "ostrelLog: loop: Too many levels of symbolic links\n"}},
       {"fifo", {1, "", "ostrelLog: fifo: a pipe that nothing reads, or a missing device\n"}},
   };
-  for (const auto& [name, refusal] : REFUSALS) expectRun("recover log -o " + name, refusal);
+  for (const auto& [name, refusal] : RESULTS) expectRun("recover log -o " + name, refusal);
   EXPECT_EQ(readFile(folder.path("log")), log);
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path("")), {}), 5);
 }

@@ -19,7 +19,7 @@ TEST_P(UsageTest, IsRefusedInOneLineBeforeAnythingIsWritten) {
 
 const std::string SECONDS = "--seconds: must be more than 0 and at most 360000";
 const std::string STEPS = "--seconds: more than 2147483647 steps at this rate";
-const std::string RATE = "--rate: must be from 1 to 10000";
+const std::string ODD_RATE = "--rate: must be from 1 to 10000";
 const std::string VARIANT = "--variant: must be a word without blanks, ',', ':' and control characters";
 const std::string TOLERANCE = "--tolerance: must be 0 or more";
 const UsageRow WRONG_USAGES[] = {
@@ -28,8 +28,8 @@ const UsageRow WRONG_USAGES[] = {
     {"NoTime", "make f --seconds 0", SECONDS},
     {"MoreThan100Hours", "make f --seconds 360000.1 --rate 1", SECONDS},
     {"MoreStepsThanAnIntCounts", "make f --seconds 214748.3648 --rate 10000", STEPS},
-    {"RateBelowTheLowest", "make f --rate 0", RATE},
-    {"RateAboveTheHighest", "make f --rate 10001", RATE},
+    {"RateBelowTheLowest", "make f --rate 0", ODD_RATE},
+    {"RateAboveTheHighest", "make f --rate 10001", ODD_RATE},
     {"TextBehindANumber", "make f --seconds 10x", "Could not convert: --seconds = 10x"},
     {"HexadecimalNumber", "diff a b --tolerance 0x10", "Could not convert: --tolerance = 0x10"},
     {"NegativeSeed", "make f --seed -1", "--seed: must be a whole number from 0 to 18446744073709551615"},

@@ -54,7 +54,7 @@ constexpr ElementType describe(tlm_var_type type, const char* name) {
 }
 
 // The types whose values can be compared and printed; typeName() tells others by their number.
-constexpr std::array<ElementType, 11> TYPES = {
+constexpr std::array<ElementType, 11> ELEMENT_TYPES = {
     describe<bool>(TLM_VAR_BOOL, "bool"),           describe<std::uint8_t>(TLM_VAR_UINT8, "uint8"),
     describe<std::int8_t>(TLM_VAR_INT8, "int8"),    describe<std::uint16_t>(TLM_VAR_UINT16, "uint16"),
     describe<std::int16_t>(TLM_VAR_INT16, "int16"), describe<std::uint32_t>(TLM_VAR_UINT32, "uint32"),
@@ -66,9 +66,9 @@ constexpr std::array<ElementType, 11> TYPES = {
 }  // namespace
 
 const ElementType* elementType(tlm_var_type type) {
-  const auto found = std::find_if(TYPES.begin(), TYPES.end(),
+  const auto found = std::find_if(ELEMENT_TYPES.begin(), ELEMENT_TYPES.end(),
                                   [type](const ElementType& known) { return known.type == type; });
-  return found == TYPES.end() ? nullptr : &*found;
+  return found == ELEMENT_TYPES.end() ? nullptr : &*found;
 }
 
 const ElementType* elementType(const LogVariable& variable) {

@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 
 /// What nobody reads to its end is cut, and the page says so.
 constexpr std::uint64_t MOST_FLIGHTS = 20'000;
-constexpr std::size_t MOST_BINS = 20;
+constexpr std::size_t MOST_BARS = 20;
 constexpr std::size_t MOST_WITHOUT_ROW = 1'000;
 /// A page of an hour takes up to 3 MB.
 constexpr int MOST_PAGES = 200;
@@ -83,7 +83,7 @@ class FleetPage {
     for (const char* verdict : FleetSummary::verdicts())
       head["verdicts"][verdict] = fleet.flightsOf(verdict);
     const std::vector<Bin> bins = fleet.bins();
-    for (std::size_t at = 0; at < std::min(bins.size(), MOST_BINS); ++at) {
+    for (std::size_t at = 0; at < std::min(bins.size(), MOST_BARS); ++at) {
       head["bins"].push_back(
           {{"verdict", bins[at].verdict}, {"what", bins[at].what}, {"flights", bins[at].flights}});
     }

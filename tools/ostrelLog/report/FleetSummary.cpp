@@ -10,7 +10,7 @@ namespace {
 
 /// Variables have names from logs, and a damaged log may name anything. Bins that are more than anyone
 /// reads are counted as one.
-constexpr std::size_t MOST_BINS = 10'000;
+constexpr std::size_t MOST_COUNTED = 10'000;
 const char* const OTHERS = "(all others)";
 
 /// Inserts the row where `before` puts it, and drops the last one of too many.
@@ -77,7 +77,7 @@ bool FleetSummary::add(const FlightRow& row) {
   if (row.verdict == "same") return true;
 
   std::pair<std::string, std::string> name = {row.verdict, row.what()};
-  if (binOf.size() >= MOST_BINS && binOf.count(name) == 0) name.second = OTHERS;
+  if (binOf.size() >= MOST_COUNTED && binOf.count(name) == 0) name.second = OTHERS;
   Bin& bin = binOf[name];
   bin.verdict = name.first;
   bin.what = name.second;
