@@ -120,13 +120,17 @@ TEST_F(ExportTest, MakesAWholeFileOfTheGoodPartOfACutLog) {
 struct TimeRow : Row {
   std::string log, options;
   std::vector<std::pair<long, long>> times;  ///< in nanoseconds, behind the index
+  std::string moved = "";                    ///< the times that can't be written
 };
 class ExportTime : public ExportTest, public testing::WithParamInterface<TimeRow> {};
 
 TEST_P(ExportTime, IsThatOfTheStampsOrOfTheIndex) {
   folder.write("log", GetParam().log);
   folder.write("calls", callsOf(land(5) + land(8)));
-  EXPECT_EQ(run("export log --format mcap --compression none -o out " + GetParam().options).exitStatus, 0);
+  const ProgramResult result =
+      run("export log --format mcap --compression none -o out " + GetParam().options);
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_EQ(result.err, GetParam().moved);
   for (const auto& [index, time] : GetParam().times)
     EXPECT_THAT(readFile(folder.path("out")), HasSubstr(packed(time, time, 0x100, index)));
 }
@@ -134,14 +138,25 @@ TEST_P(ExportTime, IsThatOfTheStampsOrOfTheIndex) {
 const std::string STAMPED = continuousHeader(
     {"index", "inputs.sensors.imu.timestamp[0].tv_sec", "inputs.sensors.imu.timestamp[0].tv_nsec"});
 const std::string STAMPS = STAMPED + values({4, 1, 5e8, 6, -1, 0, 7, 1e10, 0});
+const std::string MOVED = "ostrelLog: log: not as recorded, but the nearest that viewers read: ",
+                  YEARS = " before 1970 or after 2262\n";
 const TimeRow TIMES[] = {
-    {"OfTheInertialSample", STAMPS, "", {{4, 1'500'000'000}, {6, 0}, {7, INT64_MAX}}},
-    {"OfTheSampleBehindTheCallOrOfTheLast", STAMPS, "--events calls", {{5, 0}, {8, INT64_MAX}}},
+    {"OfTheInertialSample",
+     STAMPS,
+     "",
+     {{4, 1'500'000'000}, {6, 0}, {7, INT64_MAX}},
+     MOVED + "2 times" + YEARS},
+    {"OfTheSampleBehindTheCallOrOfTheLast",
+     STAMPS,
+     "--events calls",
+     {{5, 0}, {8, INT64_MAX}},
+     MOVED + "2 times" + YEARS},
     {"OfTheIndexAtARate", STAMPS, "--rate 3 --events calls", {{4, 1'333'333'333}, {5, 1'666'666'667}}},
     {"OfTheIndexWhenTheFirstStampIsZero",
      STAMPED + values({-1, 0, 0, 1, 0, 9}),
      "",
-     {{-1, 0}, {1, 5'000'000}}},
+     {{-1, 0}, {1, 5'000'000}},
+     MOVED + "1 time" + YEARS},
     {"OfTheIndexOfACall", callsOf(land(8)), "", {{8, 40'000'000}}},
 };
 INSTANTIATE_ROWS(ExportTime, TIMES);

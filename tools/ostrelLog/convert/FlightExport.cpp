@@ -157,6 +157,11 @@ class FlightExport {
       if (auto fault = writeCalls(std::numeric_limits<std::int64_t>::max(), clock)) return fault;
     }
     if (auto fault = outputFault(writer->end())) return fault;
+    if (options.format == ExportOptions::MCAP && clock.movedTimes() > 0) {
+      exported.flaws.push_back({options.log, "not as recorded, but the nearest that viewers read: " +
+                                                 counted(clock.movedTimes(), "time") +
+                                                 " before 1970 or after 2262"});
+    }
     return judgeEnds();
   }
 
@@ -181,7 +186,7 @@ class FlightExport {
   }
 
   /// Writes the calls up to the step.
-  std::optional<Fault> writeCalls(std::int64_t step, const SampleClock& clock) {
+  std::optional<Fault> writeCalls(std::int64_t step, SampleClock& clock) {
     LogCursor& calls = *inputs.back().cursor;
     for (; calls.present && calls.record.index <= step; advance(calls)) {
       if (auto fault = write(inputs.back(), clock.ofCall(calls.record))) return fault;

@@ -17,15 +17,10 @@ constexpr const char* SECONDS = "inputs.sensors.imu.timestamp[0].tv_sec";
 constexpr const char* NANOSECONDS = "inputs.sensors.imu.timestamp[0].tv_nsec";
 constexpr long double NANOSECONDS_A_SECOND = 1e9L;
 
-/// The nearest time that can be written. A long double holds every whole number of 64 bits.
-std::uint64_t nearestTime(long double time) {
-  constexpr auto LATEST = static_cast<long double>(std::numeric_limits<std::int64_t>::max());
-  return static_cast<std::uint64_t>(std::clamp(time, 0.0L, LATEST));
-}
+constexpr auto LATEST = static_cast<long double>(std::numeric_limits<std::int64_t>::max());
 
-std::uint64_t nanosecondsOf(std::int64_t wholeSeconds, std::int64_t rest) {
-  return nearestTime(static_cast<long double>(wholeSeconds) * NANOSECONDS_A_SECOND +
-                     static_cast<long double>(rest));
+long double nanosecondsOf(std::int64_t wholeSeconds, std::int64_t rest) {
+  return static_cast<long double>(wholeSeconds) * NANOSECONDS_A_SECOND + static_cast<long double>(rest);
 }
 
 /// The whole number that a legacy log holds at this offset, as a replay stores it.
@@ -50,12 +45,12 @@ SampleClock::SampleClock(std::optional<double> forcedRate, const Record* first)
 }
 
 std::uint64_t SampleClock::ofSample(const Record& sample) {
-  latest = stamped ? ofStamp(sample) : ofIndex(sample.index);
+  latest = nearestTime(stamped ? ofStamp(sample) : ofIndex(sample.index));
   return latest;
 }
 
-std::uint64_t SampleClock::ofCall(const Record& call) const {
-  return stamped ? latest : ofIndex(call.index);
+std::uint64_t SampleClock::ofCall(const Record& call) {
+  return stamped ? latest : nearestTime(ofIndex(call.index));
 }
 
 std::string SampleClock::text() const {
@@ -65,13 +60,19 @@ std::string SampleClock::text() const {
          " Hz";
 }
 
-std::uint64_t SampleClock::ofStamp(const Record& sample) const {
+std::uint64_t SampleClock::nearestTime(long double time) {
+  const long double nearest = std::clamp(time, 0.0L, LATEST);
+  if (nearest != time) ++moved;
+  return static_cast<std::uint64_t>(nearest);
+}
+
+long double SampleClock::ofStamp(const Record& sample) const {
   if (sample.time) return nanosecondsOf(sample.time->tv_sec, sample.time->tv_nsec);
   return nanosecondsOf(recorded(sample, *seconds), recorded(sample, *nanoseconds));
 }
 
-std::uint64_t SampleClock::ofIndex(std::int64_t index) const {
-  return nearestTime(std::round(static_cast<long double>(index) * NANOSECONDS_A_SECOND / rate));
+long double SampleClock::ofIndex(std::int64_t index) const {
+  return std::round(static_cast<long double>(index) * NANOSECONDS_A_SECOND / rate);
 }
 
 }  // namespace logtool

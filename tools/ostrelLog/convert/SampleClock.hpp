@@ -26,7 +26,10 @@ class SampleClock {
   std::uint64_t ofSample(const Record& sample);
 
   /// The time of a call: that of the sample before which it is made, or of the last one.
-  std::uint64_t ofCall(const Record& call) const;
+  std::uint64_t ofCall(const Record& call);
+
+  /// How many times so far were not the right ones but the nearest that can be written.
+  std::uint64_t movedTimes() const { return moved; }
 
   /// Whether the times are the samples' own.
   bool usesStamps() const { return stamped; }
@@ -35,8 +38,10 @@ class SampleClock {
   std::string text() const;
 
  private:
-  std::uint64_t ofStamp(const Record& sample) const;
-  std::uint64_t ofIndex(std::int64_t index) const;
+  // A long double holds every whole number of 64 bits.
+  long double ofStamp(const Record& sample) const;
+  long double ofIndex(std::int64_t index) const;
+  std::uint64_t nearestTime(long double time);
 
   const double rate;
   bool stamped = false;
@@ -44,6 +49,7 @@ class SampleClock {
   std::optional<std::size_t> seconds;
   std::optional<std::size_t> nanoseconds;
   std::uint64_t latest = 0;
+  std::uint64_t moved = 0;
 };
 
 }  // namespace logtool
