@@ -80,24 +80,23 @@ int OutputFile::open() {
 /// Opens what is to be written: a new file beside the target, or the target itself when it can't be
 /// replaced. The descriptor or a negated errno.
 int OutputFile::openTarget() {
-  target = behindLinks(path);
-
   struct stat old = {};
-  const bool exists = stat(target.c_str(), &old) == 0;
+  const bool exists = stat(path.c_str(), &old) == 0;
   // Such as a loop of links, one of which a rename would replace.
   if (!exists && errno != ENOENT) return -errno;
   if (exists && S_ISDIR(old.st_mode)) return -EISDIR;
   // A device or a pipe can't be replaced by a rename.
   if (exists && !S_ISREG(old.st_mode)) {
     // Opening a pipe would wait for its reader; writing to it may wait.
-    const int descriptor = ::open(target.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    const int descriptor = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0) return -errno;
     static_cast<void>(fcntl(descriptor, F_SETFL, 0));
     return descriptor;
   }
   // A rename asks for no permission on the old file, so a write-protected one is refused here.
-  if (exists && access(target.c_str(), W_OK) != 0) return -errno;
+  if (exists && access(path.c_str(), W_OK) != 0) return -errno;
 
+  target = behindLinks(path);
   catchInterruptions();
   // In the same folder, because a rename only works within one file system.
   std::string name = target + ".XXXXXX";
