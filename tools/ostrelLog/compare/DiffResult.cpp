@@ -13,11 +13,8 @@ bool SectionDiff::same() const {
 
 std::optional<Side> SectionDiff::keptApartByGapsOf() const {
   // With gaps in both logs or in neither, numbering the records would not help.
-  if (logs.a.gaps == logs.b.gaps) return std::nullopt;
-  for (const Side side : SIDES) {
-    const ComparedRecords& log = logs[side];
-    // Means recordsAlone < records / 2, without the rounding.
-    if (log.records == 0 || log.recordsAlone < log.records - log.recordsAlone) return std::nullopt;
+  if (logs.a.gaps == logs.b.gaps || logs.a.recordsAlone == 0 || logs.b.recordsAlone == 0) {
+    return std::nullopt;
   }
   return logs.a.gaps ? Side::A : Side::B;
 }

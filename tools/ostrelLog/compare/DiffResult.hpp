@@ -48,7 +48,7 @@ using SectionNames = LogPair<std::optional<std::string>>;
 struct SectionDiff {
   bool same() const;
 
-  /// The log whose index has gaps, where this keeps at least half of the steps of both logs apart.
+  /// The log whose index has gaps that keep steps of both logs apart.
   std::optional<Side> keptApartByGapsOf() const;
 
   SectionNames sections;
