@@ -176,6 +176,13 @@ TEST_F(ReportPageTest, NeverReplacesItsRows) {
   EXPECT_EQ(readFile(folder.path("rows/2.jsonl")), rows);
 }
 
+TEST_F(ReportPageTest, OfNoRowLeavesTheOldOne) {
+  folder.write("none", "");
+  folder.write("report.html", "old");
+  EXPECT_EQ(run("report none --html report.html").exitStatus, 2);
+  EXPECT_EQ(readFile(folder.path("report.html")), "old");
+}
+
 TEST_F(ReportPageTest, ThatCannotBeWrittenLeavesTheOldOne) {
   folder.write("few", kept("1", "a", "b"));
   folder.write("report.html", "old");

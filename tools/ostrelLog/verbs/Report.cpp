@@ -124,7 +124,7 @@ ExitStatus Report::run() const {
   if (fleet.flights() == 0) faults({options.rows.front(), "holds no row"});
   const bool trouble = faults.any();
   // Before the text: whoever reads only the beginning of that ends this program.
-  const bool pageWritten = writePage(fleet, rows, trouble);
+  const bool pageWritten = fleet.flights() == 0 || writePage(fleet, rows, trouble);
 
   if (options.json) writeJson(std::cout, fleet);
   if (!options.json && options.list.empty()) writeText(std::cout, fleet);
