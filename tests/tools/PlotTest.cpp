@@ -11,8 +11,11 @@ namespace {
 
 using nlohmann::json;
 using Numbers = std::vector<double>;
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::Ge;
 using testing::HasSubstr;
+using testing::Le;
 using testing::Not;
 
 std::string base64Bytes(const std::string& text) {
@@ -48,7 +51,10 @@ Numbers unpacked(const json& packed) {
   if (type == "u1") return unpackedAs<std::uint8_t>(bytes);
   if (type == "i2") return unpackedAs<std::int16_t>(bytes);
   Numbers numbers = type == "f4" ? unpackedAs<float>(bytes) : unpackedAs<double>(bytes);
-  for (double& number : numbers) number += packed.value("base", -0.0);
+  if (!packed.contains("bases")) return numbers;
+  const Numbers bases = unpacked(packed.at("bases").at("packed"));
+  const std::size_t each = packed.at("bases").at("each");
+  for (std::size_t i = 0; i < numbers.size(); ++i) numbers[i] += bases.at(i / each);
   return numbers;
 }
 
@@ -123,17 +129,21 @@ TEST_F(PlotTest, FitsTwoLogsOfDoublesInThreeMegabytes) {
   EXPECT_LT(readFile(folder.path("page.html")).size(), 3'000'000U);
 }
 
-TEST_F(PlotTest, RoundsExtentsOutwards) {
+TEST_F(PlotTest, RoundsExtentsOutwardsAndNoneForAStrayNumber) {
   std::string log = continuousHeader({"index", "x"});
-  for (int i = 0; i < 40'000; ++i) log += values({double(i), i == 7 ? 0.1 : 2e9});
+  for (int i = 0; i < 40'000; ++i) {
+    const double usual = i % 100 == 0 ? 0.1 : i % 2 == 0 ? 0.2 : 0.7;
+    log += values({double(i), i == 20'000 ? 1e9 : usual});
+  }
   folder.write("log", log);
   const json series = plot("log").at("variables").at(1).at("series").at(0);
   EXPECT_EQ(series.at("low").at("type"), "f4");
-  // A step of a float is 64 at a distance of 1e9 from the middle.
-  const Numbers low = unpacked(series.at("low"));
-  const double lowest = *std::min_element(low.begin(), low.end());
-  EXPECT_LE(lowest, 0.1);
-  EXPECT_GT(lowest, -64);
+  for (const double low : unpacked(series.at("low"))) EXPECT_THAT(low, AllOf(Le(0.2), Ge(0.1 - 1e-7)));
+  Numbers high = unpacked(series.at("high"));
+  const auto stray = std::max_element(high.begin(), high.end());
+  EXPECT_THAT(*stray, AllOf(Ge(1e9), Le(1e9 + 64)));
+  high.erase(stray);
+  for (const double each : high) EXPECT_THAT(each, AllOf(Ge(0.7), Le(0.7 + 1e-7)));
 }
 
 TEST_F(PlotTest, TellsOfValuesThatAreNoNumbers) {
@@ -206,6 +216,14 @@ TEST_F(PlotTest, ShowsOnlyWhatDiffersAndTheDifferenceBelow) {
   EXPECT_EQ(data.at("diff").at("compared").at(0).at("first").at("what"), "y");
 }
 
+TEST_F(PlotTest, ShowsStepsThatOnlyALogHasBeforeTheOtherBegins) {
+  folder.write("a", continuousHeader({"index", "x"}) + values({0, 1, 1, 2, 2, 3}));
+  folder.write("b", continuousHeader({"index", "x"}) + values({1, 2, 2, 4}));
+  const json data = plot("a b");
+  EXPECT_EQ(numbersOf(data, 0, 0), (Numbers{1, 2, 3}));
+  EXPECT_EQ(data.at("view"), json({-200, 200}));
+}
+
 TEST_F(PlotTest, HoldsGapsAndCalls) {
   folder.write("log", continuousHeader({"index"}) + values({3, 4, 9, 10}));
   folder.write("calls", callsOf(move(3, 0.5, -1) + land(9)));
@@ -247,9 +265,11 @@ const PanelRow PANELS[] = {
     {"GroupsThatVaryTheMostTellingFirst", "",
      json::parse(
          R"([{"title": "outputs.state", "variables": [7]}, {"title": "a.gyro[0].*", "variables": [1, 2]},
-                     {"title": "a.gyro[1].*", "variables": [3]}, {"title": "m[*].rpm", "variables": [4, 5]}])")},
+                     {"title": "a.gyro[1].x", "variables": [3]}, {"title": "m[*].rpm", "variables": [4, 5]}])")},
     {"OneForEachPattern", "--only still --only *.x",
      json::parse(R"([{"title": "still", "variables": [2]}, {"title": "*.x", "variables": [0, 1]}])")},
+    {"NoneForAPatternOfNothing", "--only stil[l] --only nothing",
+     json::parse(R"([{"title": "still", "variables": [0]}])")},
 };
 INSTANTIATE_ROWS(PlotPanels, PANELS);
 

@@ -12,7 +12,9 @@
   function unpack(packed) {
     if ('constant' in packed) return new Float64Array(packed.length).fill(packed.constant);
     const numbers = new ARRAYS[packed.type](Uint8Array.from(atob(packed.bytes), c => c.charCodeAt(0)).buffer);
-    return packed.base ? Float64Array.from(numbers, number => packed.base + number) : numbers;
+    if (!packed.bases) return numbers;
+    const bases = unpack(packed.bases.packed);
+    return Float64Array.from(numbers, (number, place) => bases[Math.floor(place / packed.bases.each)] + number);
   }
 
   const rows = {};
@@ -34,11 +36,27 @@
     }
     low(row) { return this.unpacked()[rows.records[row] > 1 ? 'low' : 'single'][placeOf[row]]; }
     high(row) { return this.unpacked()[rows.records[row] > 1 ? 'high' : 'single'][placeOf[row]]; }
+    /// So many digits show a hundred-thousandth of the range of all values.
+    rangeDigits() {
+      if (!this.digits) {
+        let lowest = Infinity, highest = -Infinity;
+        for (const number of Object.values(this.unpacked()).flatMap(numbers => [...numbers])) {
+          if (!Number.isFinite(number)) continue;
+          lowest = Math.min(lowest, number);
+          highest = Math.max(highest, number);
+        }
+        const ratio = Math.max(Math.abs(lowest), Math.abs(highest)) / (highest - lowest);
+        this.digits = Math.min(Math.max(Math.ceil(Math.log10(ratio)) + 5, 6), 15) || 6;
+      }
+      return this.digits;
+    }
     text(row, digits) {
       const low = this.low(row), high = this.high(row);
-      const texts = [numberText(low, 6), numberText(high, 6)];
-      if (rows.records[row] > 1) return texts[0] === texts[1] ? texts[0] : texts.join(' to ');
-      return numberText(low, digits, this.packed.float);
+      if (rows.records[row] === 1) return numberText(low, digits, this.packed.float);
+      // The one of a constant may be a float in a log of doubles.
+      if ('constant' in this.packed.low) return numberText(low, undefined, Math.fround(low) === low);
+      const texts = [low, high].map(number => numberText(number, this.rangeDigits()));
+      return texts[0] === texts[1] ? texts[0] : texts.join(' to ');
     }
   }
   const variables = data.variables.map(variable => ({...variable, series: variable.series.map(s => new Series(s))}));

@@ -137,12 +137,13 @@ std::vector<Panel> panelsOf(const std::vector<std::string>& names, const std::st
   return {together};
 }
 
-/// Gives panels that have their title in common the names of their first and last variables instead.
-void tellApart(std::vector<Panel>& panels, const std::vector<std::string>& names) {
+/// Gives panels of one variable its name, and those that have their title in common the names of their
+/// first and last variables.
+void nameByVariables(std::vector<Panel>& panels, const std::vector<std::string>& names) {
   std::map<std::string, int> uses;
   for (const Panel& panel : panels) ++uses[panel.title];
   for (Panel& panel : panels) {
-    if (uses[panel.title] == 1) continue;
+    if (uses[panel.title] == 1 && panel.variables.size() > 1) continue;
     panel.title = names[panel.variables.front()];
     if (panel.variables.size() > 1) panel.title += " to " + names[panel.variables.back()];
   }
@@ -174,7 +175,7 @@ std::vector<Panel> choosePanels(const std::vector<std::string>& names, const std
     for (Panel& panel : panelsOf(names, pattern)) chosen.push_back(std::move(panel));
   }
   if (!patterns.empty()) {
-    tellApart(chosen, names);
+    nameByVariables(chosen, names);
     return chosen;
   }
   std::vector<Panel> groups;
@@ -204,7 +205,7 @@ std::vector<Panel> choosePanels(const std::vector<std::string>& names, const std
   }
   take([&names](const Panel& group) { return !isClock(group, names); });
   if (chosen.empty()) take([](const Panel&) { return true; });
-  tellApart(chosen, names);
+  nameByVariables(chosen, names);
   return chosen;
 }
 

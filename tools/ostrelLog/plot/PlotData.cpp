@@ -46,16 +46,21 @@ class Sampler {
     if (part.first && !part.first->onlyIn) positionOf(part.first->what);
   }
 
-  /// Takes in the record of one or of both logs with the same index; null where a log has none.
-  void add(const LogPair<const Record*>& records) {
-    const Record& record = records.a != nullptr ? *records.a : *records.b;
+  /// Learns the variables of the records, which are taken in later; null where a log has none.
+  void meet(const LogPair<const Record*>& records) {
     for (const Side side : SIDES) {
       if (records[side] == nullptr) continue;
       layouts[side] = records[side]->layout;
       if (!clocks[side]) clocks[side].emplace(std::nullopt, records[side]);
     }
+  }
+
+  /// Takes in the record of one or of both logs with the same index; null where a log has none.
+  void add(const LogPair<const Record*>& records) {
+    const Record& record = records.a != nullptr ? *records.a : *records.b;
+    meet(records);
     data.gaps.add(record.index);
-    // A step that only one log has tells nothing as long as the other log's variables are unknown.
+    // A log without any record has no variables to show beside the other's.
     if (layouts.a == nullptr || layouts.b == nullptr) return;
     const std::vector<Target>& targets = planFor(layouts);
     sample.index = record.index;
@@ -192,6 +197,7 @@ class PlotReader {
     if (!source) return Fault{file, reason};
     if (source->kind == LogKind::EVENTS) return noSamples(file);
     const bool haveSections = source->kind == LogKind::BLACKBOX;
+    ofReplay = haveSections;
     if (options.comparison.sections.a && !haveSections)
       return Fault{"--section", "the log has no sections"};
     Sampler sampler(data, options.comparison, {source->kind, source->kind});
@@ -219,6 +225,10 @@ class PlotReader {
     if (auto fault = missingView()) return fault;
     noteEnd(file, summary.end);
     data.panels = choosePanels(data.names, sampler.varying(), options.comparison.selection.only);
+    for (const std::string& pattern : options.comparison.selection.only) {
+      if (choosePanels(data.names, sampler.varying(), {pattern}).empty())
+        data.notes.push_back("--only names nothing that the log holds: " + pattern);
+    }
     return std::nullopt;
   }
 
@@ -293,10 +303,13 @@ class PlotReader {
       if (!sources[side]) return Fault{options.files[side], reason};
     }
     const CompareOptions& comparison = options.comparison;
+    ofReplay = sources.a->kind == LogKind::BLACKBOX || sources.b->kind == LogKind::BLACKBOX;
     Sampler sampler(data, comparison, {sources.a->kind, sources.b->kind});
     sampler.plotOnly(part);
     LogCursor a(*sources.a, comparison.selection, part.sections.a, comparison.byRecord);
     LogCursor b(*sources.b, comparison.selection, part.sections.b, comparison.byRecord);
+    // The first steps may be in one log only.
+    sampler.meet({a.present ? &a.record : nullptr, b.present ? &b.record : nullptr});
     while (a.present || b.present) {
       const bool takeA = a.present && (!b.present || a.record.index <= b.record.index);
       const bool takeB = b.present && (!a.present || b.record.index <= a.record.index);
@@ -324,6 +337,10 @@ class PlotReader {
       }
     }
     if (leftOut > 0) data.notes.push_back(counted(leftOut, "more call") + " left out");
+    if (ofReplay) {
+      data.notes.push_back(
+          "A replay counts its steps without gaps: calls behind a gap in the flight are marked too late");
+    }
     noteEnd(options.events, source->end());
     return std::nullopt;
   }
@@ -352,6 +369,7 @@ class PlotReader {
 
   const PlotOptions& options;
   PlotData data;
+  bool ofReplay = false;  ///< the steps of a log are those that a replay has counted
 };
 
 }  // namespace

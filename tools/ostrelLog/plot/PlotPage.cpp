@@ -18,6 +18,8 @@ namespace {
 using Numbers = std::vector<double>;
 
 constexpr double LARGEST_FLOAT = std::numeric_limits<float>::max();
+/// Neighbours that count from the same base: so many that the bases take little room.
+constexpr std::size_t NUMBERS_OF_BASE = 256;
 
 std::string base64(const std::string& bytes) {
   static constexpr const char* DIGITS = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -58,20 +60,31 @@ bool packAs(const char* type, const Numbers& numbers, Json& packed) {
   return true;
 }
 
-/// As 32-bit floats, which count from the middle of the range: the curve of a clock would otherwise have
-/// steps. What they do not hold exactly moves outwards, up to the last digit of a double: down, or up.
+/// The number in the middle when all finite ones are in order; 0 when there is none.
+double medianOf(Numbers numbers) {
+  const auto isFinite = [](double number) { return std::isfinite(number); };
+  const auto end = std::partition(numbers.begin(), numbers.end(), isFinite);
+  if (end == numbers.begin()) return 0;
+  const auto middle = numbers.begin() + (end - numbers.begin()) / 2;
+  std::nth_element(numbers.begin(), middle, end);
+  return *middle;
+}
+
+/// As 32-bit floats, which count from a base of their stretch of numbers: the curve of a clock would
+/// otherwise have steps. The base is the median, since a stray number must not make those around it coarse.
+/// What floats do not hold exactly moves outwards, up to the last digit of a double: down, or up.
 bool packRounded(const Numbers& numbers, bool down, Json& packed) {
-  double lowest = HUGE_VAL, highest = -HUGE_VAL;
-  for (const double number : numbers) {
-    if (!std::isfinite(number)) continue;
-    lowest = std::min(lowest, number);
-    highest = std::max(highest, number);
-  }
-  const double base = lowest / 2 + highest / 2;
-  if (!(highest - lowest < LARGEST_FLOAT)) return false;
-  Numbers rounded;
-  for (const double number : numbers) {
-    const double distance = number - base;
+  Numbers rounded, bases;
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    if (i % NUMBERS_OF_BASE == 0) {
+      const std::size_t end = std::min(i + NUMBERS_OF_BASE, numbers.size());
+      const auto at = [&](std::size_t place) {
+        return numbers.begin() + static_cast<std::ptrdiff_t>(place);
+      };
+      bases.push_back(medianOf(Numbers(at(i), at(end))));
+    }
+    const double distance = numbers[i] - bases.back();
+    if (std::isfinite(numbers[i]) && !(std::fabs(distance) < LARGEST_FLOAT)) return false;
     auto nearest = static_cast<float>(distance);
     if (down ? nearest > distance : nearest < distance) {
       nearest = std::nextafterf(nearest, down ? -HUGE_VALF : HUGE_VALF);
@@ -79,7 +92,9 @@ bool packRounded(const Numbers& numbers, bool down, Json& packed) {
     rounded.push_back(nearest);
   }
   packAs<float>("f4", rounded, packed);
-  packed["base"] = base;
+  Json packedBases;
+  packAs<double>("f8", bases, packedBases);
+  packed["bases"] = {{"each", NUMBERS_OF_BASE}, {"packed", packedBases}};
   return true;
 }
 
