@@ -45,13 +45,37 @@ async function readMcap(file) {
   for await (const { channelId, logTime, data } of reader.readMessages())
     messages.push({ topic: reader.channelsById.get(channelId).topic, time: logTime, values: decoders.get(channelId)(data) });
 
-  // Once more from the start of the file, without the indexes.
-  const stream = new McapStreamReader({ decompressHandlers, validateCrcs: true });
+  // Once more from the start of the file, without the indexes, for what those claim.
+  const stream = new McapStreamReader({ decompressHandlers, validateCrcs: true, includeChunks: true });
   stream.append(bytes);
+  const chunks = [], counts = new Map();
   let streamed = 0;
-  for (let record; (record = stream.nextRecord()); ) streamed += record.type === "Message";
+  for (let record; (record = stream.nextRecord()); ) {
+    if (record.type === "Chunk") chunks.push({ ...record, times: [] });
+    if (record.type !== "Message") continue;
+    const count = counts.get(record.channelId) ?? 0;
+    assert.equal(record.sequence, count);
+    counts.set(record.channelId, count + 1);
+    chunks.at(-1).times.push(record.logTime);
+    ++streamed;
+  }
   assert.ok(stream.done());
-  assert.deepEqual([streamed, reader.statistics.messageCount], [messages.length, BigInt(messages.length)]);
+  const range = (times) => [times.reduce((a, b) => (a < b ? a : b)), times.reduce((a, b) => (a > b ? a : b))];
+  for (const { messageStartTime, messageEndTime, times } of chunks)
+    assert.deepEqual([messageStartTime, messageEndTime], range(times));
+  const indexed = reader.chunkIndexes.map((chunk) => [chunk.messageStartTime, chunk.messageEndTime]);
+  assert.deepEqual(indexed.sort(), chunks.map(({ times }) => range(times)).sort());
+  const { messageCount, channelMessageCounts, chunkCount, messageStartTime, messageEndTime } = reader.statistics;
+  assert.deepEqual([messageCount, chunkCount, streamed], [BigInt(messages.length), chunks.length, messages.length]);
+  assert.deepEqual([messageStartTime, messageEndTime], range(messages.map(({ time }) => time)));
+  for (const [channel, count] of counts) assert.equal(channelMessageCounts.get(channel), BigInt(count));
+  for (const { metadata } of channels) assert.match(metadata.get("time"), /^(stamps of the samples|index \/ 200 Hz)$/);
+  assert.match(reader.header.library, /^ostrelLog \d+\.\d+/);
+  for (const [opcode, { groupStart, groupLength }] of reader.summaryOffsetsByOpcode) {
+    let at = Number(groupStart);
+    for (const end = at + Number(groupLength); at !== end; at += 9 + Number(bytes.readBigUInt64LE(at + 1)))
+      assert.equal(bytes[at], opcode);
+  }
   console.log(`${file}: ${channels.length} topics, ${streamed} messages, ${reader.chunkIndexes.length} chunks`);
   return messages;
 }
@@ -83,6 +107,7 @@ const replayed = (number, value) => (Object.is(Number(value), number) ? number :
 await compareSamples("flight.mcap", "flight.cont", stampOf, same);
 await compareSamples("plain.mcap", "flight.cont", stampOf, same);
 await compareSamples("replay.mcap", "flight.cont", stampOf, replayed);
+await compareSamples("back.mcap", "flight.cont", stampOf, same);
 await compareSamples("odd.mcap", "odd.cont", () => 0n, same);
 
 const { titles, argList, argNb, numbers } = readLegacy("flight.events");

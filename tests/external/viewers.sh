@@ -17,6 +17,10 @@ mkdir -p etc/ostrel
 "$bin/ostrelLog" export flight.cont --events flight.events --format mcap -o flight.mcap
 "$bin/ostrelLog" export flight.cont --format mcap --compression none -o plain.mcap
 "$bin/ostrelLog" export flight.tlmb --format mcap -o replay.mcap
+# A flight whose stamps go back in the middle: its second half and then its first.
+header=$(($(grep -abo -m 1 '^-- Data$' flight.cont | cut -d : -f 1) + 8)) half=$((2000 * 139 * 8))
+{ head -c $header flight.cont; tail -c $half flight.cont; tail -c +$((header + 1)) flight.cont | head -c $half; } >back.cont
+"$bin/ostrelLog" export back.cont --format mcap -o back.mcap
 # Titles that are no names in ROS 2, and whose names there would be the same.
 titles='index, a.b, A.B, a.b_, 9.=, string, #, ", a.float64, calls.x, index., é.x, ..., a[1]b'
 printf -- '-- Build infos\nnentries : 14\ntitles : %s\n-- Data\n' "$titles" >odd.cont

@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 
+#include <cstdio>
 #include <filesystem>
+#include <memory>
 
 #include "LogTool.hpp"
 
@@ -47,6 +49,9 @@ class ExportTest : public LogTool {
     folder.write("calls", callsOf(move(7, 1, -0.0) + land(8)));
   }
   const std::string odd = "ostrelLog: log: not exported, of an unknown type: odd\n";
+  const std::string late =
+      "ostrelLog: log: a replay counts its steps without gaps: calls behind a gap in the flight come too "
+      "late\n";
 };
 
 TEST_F(ExportTest, OfCallsToCsvHasAColumnForEachArgument) {
@@ -69,7 +74,7 @@ TEST_F(ExportTest, ToCsvHasEveryTypeOfValue) {
 TEST_F(ExportTest, ToMcapHasEveryTypeOfValueUnderUniqueNames) {
   writeLogs();
   expectRun("export log --events calls --format mcap --compression none -o out",
-            {0, "out: 1 sample, 2 calls, time: stamps of the samples\n", odd});
+            {0, "out: 1 sample, 2 calls, time: stamps of the samples\n", odd + late});
   const std::string file = readFile(folder.path("out"));
   const auto text = [](const std::string& characters) {
     return packed(int(characters.size())) + characters;
@@ -101,8 +106,16 @@ TEST_F(ExportTest, ToMcapHasEveryTypeOfValueUnderUniqueNames) {
 TEST_F(ExportTest, OfARangeHasBothItsEnds) {
   folder.write("log", continuousHeader({"index", "x"}) + values({-1, 2, 0, 3, 1, 4, 5, 5, 1, 6}));
   expectRun("export log --format csv --from 0 --to 1", {0, "index,x\r\n0,3\r\n1,4\r\n1,6\r\n", ""});
-  expectRun("export log --format csv --from 6",
-            {1, "", "ostrelLog: log: holds nothing that was asked for\n"});
+  expectRun("export log --format csv --from 6", {1, "", "ostrelLog: log: no such step\n"});
+}
+
+TEST_F(ExportTest, GoesIntoAPipeBehindALink) {
+  const std::string log = folder.write("log", continuousHeader({"index", "x"}) + values({1, 2}));
+  const std::string command = OSTREL_LOG " export " + log + " --format csv -o /dev/stdout";
+  const std::unique_ptr<FILE, int (*)(FILE*)> reader(popen(command.c_str(), "r"), pclose);
+  std::string text(100, '\0');
+  text.resize(std::fread(text.data(), 1, text.size(), reader.get()));
+  EXPECT_EQ(text, "index,x\r\n1,2\r\n/dev/stdout: 1 sample, 0 calls\n");
 }
 
 TEST_F(ExportTest, TakesTheSectionThatIsNamed) {
@@ -157,6 +170,11 @@ const TimeRow TIMES[] = {
      "",
      {{-1, 0}, {1, 5'000'000}},
      MOVED + "1 time" + YEARS},
+    {"OfTheSampleBeforeOneWithoutAStamp",
+     STAMPED + values({4, 1, 0, 5, 0, 0, 7, 2, 0}),
+     "--events calls",
+     {{4, 1'000'000'000}, {5, 1'000'000'000}, {7, 2'000'000'000}},
+     "ostrelLog: log: without a stamp, and with that of the sample before: 1 sample\n"},
     {"OfTheIndexOfACall", callsOf(land(8)), "", {{8, 40'000'000}}},
 };
 INSTANTIATE_ROWS(ExportTime, TIMES);
@@ -164,7 +182,7 @@ INSTANTIATE_ROWS(ExportTime, TIMES);
 TEST_F(ExportTest, OfVariablesByPatternKeepsTheCalls) {
   writeLogs();
   expectRun("export log --events calls --only a.b --format mcap -o out",
-            {0, "out: 1 sample, 2 calls, time: stamps of the samples\n", ""});
+            {0, "out: 1 sample, 2 calls, time: stamps of the samples\n", late});
 }
 
 struct FaultRow : Row {
@@ -204,10 +222,12 @@ const FaultRow FAULTS[] = {
     {"ChangedSection", "changed" + CSV,
      "changed: section nav has other variables from index 2 on: export the parts "
      "one by one, with --from and --to"},
-    {"NothingSelected", "samples --only y" + CSV, "--only: names nothing that the log holds"},
+    {"SectionOfALegacyLog", "samples --section x" + CSV, "--section: the log has no sections"},
+    {"NothingSelected", "samples --only y" + CSV,
+     "--only: names nothing that the log holds besides the index"},
     {"NothingSelectedBesideCalls", "samples --events calls --only y" + MCAP,
-     "--only: names nothing that the log holds"},
-    {"RangeWithoutASample", "samples --from 9" + CSV, "samples: holds nothing that was asked for"},
+     "--only: names nothing that the log holds besides the index"},
+    {"RangeWithoutASample", "samples --from 9" + CSV, "samples: no such step"},
     {"RangeTheWrongWayRound", "samples --from 9 --to 6" + CSV, "--from: is higher than --to" + HELP, 2},
     {"NoEvents", "samples --events samples" + MCAP, "samples: is no event log"},
     {"EventsTwice", "calls --events calls" + MCAP,

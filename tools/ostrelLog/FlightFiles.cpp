@@ -63,10 +63,10 @@ class FlightFiles {
         "simulated flight, " + std::to_string(steps) + " steps, seed " + std::to_string(options.seed),
         options.rate, options.variant};
     // Both are opened before anything is written, so that a wrong path is noticed at once.
-    if (auto fault = faultOf(samplesFile, samplesFile.open())) return fault;
-    if (auto fault = faultOf(callsFile, callsFile.open())) return fault;
-    if (auto fault = faultOf(samplesFile, samples.begin(samplesFile, origin))) return fault;
-    return faultOf(callsFile, events.begin(callsFile, origin));
+    if (auto fault = faultOf(samplesFile.path, samplesFile.open())) return fault;
+    if (auto fault = faultOf(callsFile.path, callsFile.open())) return fault;
+    if (auto fault = faultOf(samplesFile.path, samples.begin(samplesFile, origin))) return fault;
+    return faultOf(callsFile.path, events.begin(callsFile, origin));
   }
 
   std::optional<Fault> writeCalls() {
@@ -77,7 +77,7 @@ class FlightFiles {
         return Fault{callsFile.path, "step " + std::to_string(call.step) +
                                          ": the flight-control library has no call " + call.signature()};
       }
-      if (auto fault = faultOf(callsFile, result)) return fault;
+      if (auto fault = faultOf(callsFile.path, result)) return fault;
     }
     return std::nullopt;
   }
@@ -89,17 +89,17 @@ class FlightFiles {
       // The plan ends with a call behind the last sample, which is written but never obeyed.
       for (; next != calls.end() && next->step <= columns.index; ++next) flight.call(*next);
       flight.step(columns.sensors);
-      if (auto fault = faultOf(samplesFile, samples.write())) return fault;
+      if (auto fault = faultOf(samplesFile.path, samples.write())) return fault;
     }
     return std::nullopt;
   }
 
   /// Closes both files before either is kept: half a flight is of no use.
   std::optional<Fault> keep() {
-    if (auto fault = faultOf(samplesFile, samplesFile.close())) return fault;
-    if (auto fault = faultOf(callsFile, callsFile.close())) return fault;
-    if (auto fault = faultOf(samplesFile, samplesFile.keep())) return fault;
-    return faultOf(callsFile, callsFile.keep());
+    if (auto fault = faultOf(samplesFile.path, samplesFile.close())) return fault;
+    if (auto fault = faultOf(callsFile.path, callsFile.close())) return fault;
+    if (auto fault = faultOf(samplesFile.path, samplesFile.keep())) return fault;
+    return faultOf(callsFile.path, callsFile.keep());
   }
 
   const FlightOptions& options;

@@ -7,16 +7,15 @@
 #include <system_error>
 
 #include "logfile/ErrorText.hpp"
-#include "logfile/OutputFile.hpp"
 
 namespace logtool {
 
-std::optional<Fault> faultOf(const OutputFile& file, int result) {
+std::optional<Fault> faultOf(const std::string& file, int result) {
   if (result >= 0) return std::nullopt;
   // The names of these errors would sound like a fault of the disk.
-  if (result == -EINTR) return Fault{file.path, "interrupted, nothing is written"};
-  if (result == -ENXIO) return Fault{file.path, "a pipe that nothing reads, or a missing device"};
-  return Fault{file.path, errorText(result)};
+  if (result == -EINTR) return Fault{file, "interrupted, nothing is written"};
+  if (result == -ENXIO) return Fault{file, "a pipe that nothing reads, or a missing device"};
+  return Fault{file, errorText(result)};
 }
 
 bool isSameFile(const std::string& one, const std::string& other) {

@@ -5,8 +5,6 @@
 #include <string>
 #include <vector>
 
-class OutputFile;
-
 namespace logtool {
 
 /// Why something could not be done. Operations hand it back as a value; the verb decides what it means and
@@ -17,7 +15,7 @@ struct Fault {
 };
 
 /// The fault that the result of an operation on the file stands for; none for a success.
-std::optional<Fault> faultOf(const OutputFile& file, int result);
+std::optional<Fault> faultOf(const std::string& file, int result);
 
 /// Whether both paths lead to the same existing file, through links or under several names.
 bool isSameFile(const std::string& one, const std::string& other);

@@ -12,7 +12,7 @@ namespace logtool {
 
 /// One exported number of a record: a variable, an element of an array, or an argument of a call.
 struct Column {
-  std::string name;         ///< elements of an array are NAME[INDEX]
+  std::string name;         ///< elements of an array are NAME[INDEX]; UTF-8, as all names here
   const ElementType* type;  ///< never null
   std::size_t offset;       ///< in the record's values, in bytes
 };
@@ -20,6 +20,7 @@ struct Column {
 /// What is exported of the records of one layout.
 struct Table {
   const RecordLayout* layout;  ///< borrowed from the log
+  std::string name;            ///< of the API, or of the section
   bool ofCalls;                ///< calls of the API that the layout names; otherwise samples
   std::vector<Column> columns;
   std::vector<std::string> unreadable;  ///< selected variables whose type says nothing about their values

@@ -73,10 +73,10 @@ int CsvWriter::begin(const std::vector<Table>& tables) {
   std::size_t columns = 0;
   std::size_t longestApi = 0;
   for (const Table& table : tables) {
-    const std::string api = table.ofCalls ? "," + field(table.layout->name) : "";
+    const std::string api = table.ofCalls ? "," + field(table.name) : "";
     rows.push_back({api, columns, 0, {}});
     for (const Column& column : table.columns) {
-      head += "," + field(table.ofCalls ? table.layout->name + "." + column.name : column.name);
+      head += "," + field(table.ofCalls ? table.name + "." + column.name : column.name);
       rows.back().cells.push_back({column.offset, printOf(column)});
     }
     columns += table.columns.size();

@@ -6,7 +6,6 @@
 #include <set>
 #include <utility>
 
-#include "logfile/ErrorText.hpp"
 #include "logfile/OutputFile.hpp"
 #include "logfile/scan/OpenLog.hpp"
 #include "ostrelLog/LogCursor.hpp"
@@ -32,6 +31,8 @@ std::unique_ptr<LogSource> open(const std::string& file, std::optional<Fault>& f
   return source;
 }
 
+constexpr std::int64_t BEHIND_ALL_STEPS = std::numeric_limits<std::int64_t>::max();
+
 /// One log while it is exported.
 struct Input {
   std::unique_ptr<LogSource> source;
@@ -54,13 +55,12 @@ class FlightExport {
     if (auto fault = makeTables()) return fault;
     if (!options.output) return exportTo(writeToStandardOutput, "standard output");
     OutputFile file(*options.output);
-    if (const int result = file.open(); result < 0) return Fault{file.path, errorText(result)};
+    if (auto fault = faultOf(file.path, file.open())) return fault;
     const auto sink = [&file](const void* bytes, std::size_t count) { return file.write(bytes, count); };
     if (auto fault = exportTo(sink, file.path)) return fault;
     int result = file.close();
     if (result == 0) result = file.keep();
-    if (result < 0) return Fault{file.path, errorText(result)};
-    return std::nullopt;
+    return faultOf(file.path, result);
   }
 
   ExportedFlight exported;
@@ -69,7 +69,10 @@ class FlightExport {
   std::optional<Fault> openLogs() {
     std::optional<Fault> fault;
     inputs.push_back({open(options.log, fault), options.selection, nullptr, 0});
-    if (!fault && inputs.front().source->kind == LogKind::BLACKBOX && !section) fault = chooseSection();
+    if (fault) return fault;
+    const bool hasSections = inputs.front().source->kind == LogKind::BLACKBOX;
+    if (section && !hasSections) return Fault{"--section", "the log has no sections"};
+    if (!section && hasSections) fault = chooseSection();
     if (fault) return fault;
     if (options.events) {
       inputs.push_back({open(*options.events, fault), {}, nullptr, 0});
@@ -129,11 +132,12 @@ class FlightExport {
         }
       }
     }
-    if (!anything) return Fault{"--only", "names nothing that the log holds"};
+    if (!anything) return Fault{"--only", "names nothing that the log holds besides the index"};
     const Input& log = inputs.front();
     if (!log.cursor->present) {
-      return Fault{options.log, log.source->end().reached() ? "holds nothing that was asked for"
-                                                            : log.source->end().text()};
+      if (!log.source->end().reached()) return Fault{options.log, log.source->end().text()};
+      return Fault{options.log,
+                   log.cursor->count == 0 ? "has no samples or calls that were chosen" : "no such step"};
     }
     return std::nullopt;
   }
@@ -149,25 +153,21 @@ class FlightExport {
     } else {
       writer = std::make_unique<McapWriter>(sink, options.compress, exported.time);
     }
-    if (auto fault = outputFault(writer->begin(tables))) return fault;
+    const int begun = writer->begin(tables);
+    if (begun == -EOVERFLOW) {
+      return Fault{options.log,
+                   "has more groups of variables than mcap has topics, 65534: choose with --only"};
+    }
+    if (auto fault = faultOf(target, begun)) return fault;
     if (areSamples) {
       if (auto fault = writeSamples(clock)) return fault;
     }
     if (!areSamples || options.events) {
-      if (auto fault = writeCalls(std::numeric_limits<std::int64_t>::max(), clock)) return fault;
+      if (auto fault = writeCalls(BEHIND_ALL_STEPS, clock)) return fault;
     }
-    if (auto fault = outputFault(writer->end())) return fault;
-    if (options.format == ExportOptions::MCAP && clock.movedTimes() > 0) {
-      exported.flaws.push_back({options.log, "not as recorded, but the nearest that viewers read: " +
-                                                 counted(clock.movedTimes(), "time") +
-                                                 " before 1970 or after 2262"});
-    }
+    if (auto fault = faultOf(target, writer->end())) return fault;
+    if (options.format == ExportOptions::MCAP) judgeTimes(clock);
     return judgeEnds();
-  }
-
-  std::optional<Fault> outputFault(int result) const {
-    if (result >= 0) return std::nullopt;
-    return Fault{target, errorText(result)};
   }
 
   /// Writes all samples, and the calls up to the last one's step.
@@ -180,6 +180,7 @@ class FlightExport {
         if (auto fault = writeCalls(samples.record.index, clock)) return fault;
       }
       if (auto fault = write(inputs.front(), time)) return fault;
+      lastSample = samples.record.index;
       ++exported.samples;
     }
     return std::nullopt;
@@ -189,8 +190,13 @@ class FlightExport {
   std::optional<Fault> writeCalls(std::int64_t step, SampleClock& clock) {
     LogCursor& calls = *inputs.back().cursor;
     for (; calls.present && calls.record.index <= step; advance(calls)) {
+      const std::int64_t index = calls.record.index;
       if (auto fault = write(inputs.back(), clock.ofCall(calls.record))) return fault;
       ++exported.calls;
+      // A recording may stop between a call and the sample of its step.
+      const bool isBehind = step == BEHIND_ALL_STEPS && lastSample && index > *lastSample + 1;
+      const bool isBefore = !lastSample && index < step;
+      if (isBehind || isBefore) ++callsWithoutSample;
     }
     return std::nullopt;
   }
@@ -200,7 +206,7 @@ class FlightExport {
     const Record& record = input.cursor->record;
     // Samples have one table, and there are few calls: the search costs nothing.
     for (std::size_t i = input.firstTable; i < tables.size(); ++i) {
-      if (tables[i].layout == record.layout) return outputFault(writer->add(i, record, time));
+      if (tables[i].layout == record.layout) return faultOf(target, writer->add(i, record, time));
     }
     return Fault{options.log, "section " + record.layout->name + " has other variables from index " +
                                   std::to_string(record.index) +
@@ -216,6 +222,30 @@ class FlightExport {
   void skip(LogCursor& cursor) const {
     while (cursor.present && (cursor.record.index < options.from || cursor.record.index > options.to)) {
       cursor.next();
+    }
+  }
+
+  void judgeTimes(const SampleClock& clock) {
+    const bool ofReplay = inputs.front().source->kind == LogKind::BLACKBOX;
+    if (options.events && ofReplay && exported.calls > 0) {
+      exported.flaws.push_back(
+          {options.log,
+           "a replay counts its steps without gaps: calls behind a gap in the flight come too late"});
+    }
+    if (clock.usesStamps() && callsWithoutSample > 0) {
+      exported.flaws.push_back({*options.events,
+                                "at the time of the nearest sample, since the samples begin later or end "
+                                "earlier: " +
+                                    counted(callsWithoutSample, "call")});
+    }
+    if (clock.movedTimes() > 0) {
+      exported.flaws.push_back({options.log, "not as recorded, but the nearest that viewers read: " +
+                                                 counted(clock.movedTimes(), "time") +
+                                                 " before 1970 or after 2262"});
+    }
+    if (clock.unstampedSamples() > 0) {
+      exported.flaws.push_back({options.log, "without a stamp, and with that of the sample before: " +
+                                                 counted(clock.unstampedSamples(), "sample")});
     }
   }
 
@@ -239,7 +269,9 @@ class FlightExport {
   std::vector<Input> inputs;           ///< the log, then the events where they are given
   std::vector<Table> tables;
   std::unique_ptr<FlightWriter> writer;
-  std::string target;  ///< the output's name in faults
+  std::optional<std::int64_t> lastSample;  ///< index of the last one that was written
+  std::uint64_t callsWithoutSample = 0;    ///< of steps before the first sample or behind the last
+  std::string target;                      ///< the output's name in faults
 };
 
 }  // namespace

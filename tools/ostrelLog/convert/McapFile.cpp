@@ -61,7 +61,7 @@ McapFile::McapFile(Sink target, bool compressChunks)
 int McapFile::begin() {
   const std::string noProfile;
   const int result = write(MAGIC);
-  return result < 0 ? result : write(recordOf(HEADER, pack(noProfile, std::string("ostrelLog"))));
+  return result < 0 ? result : write(recordOf(HEADER, pack(noProfile, std::string(WRITER))));
 }
 
 std::uint16_t McapFile::addChannel(const std::string& topic, const std::string& type,

@@ -73,7 +73,7 @@ int McapWriter::begin(const std::vector<Table>& exported) {
     if (!table.ofCalls) addTopics(table);
   }
   // Channels have numbers of 16 bits, of which 0 is none.
-  return topics.size() < std::numeric_limits<std::uint16_t>::max() - 1U ? 0 : -EOVERFLOW;
+  return topics.size() < std::numeric_limits<std::uint16_t>::max() ? 0 : -EOVERFLOW;
 }
 
 std::uint16_t McapWriter::addChannel(const std::string& topic, const std::string& definition) {
@@ -118,7 +118,7 @@ int McapWriter::addCall(const Table& table, const Record& record, std::uint64_t 
   const auto count = static_cast<std::uint32_t>(table.columns.size());
   Cdr message(file.beginMessage(calls, time));
   message.add(record.index);
-  message.add(table.layout->name);
+  message.add(table.name);
   message.add(count);
   for (const Column& column : table.columns) message.add(column.name);
   message.add(count);

@@ -45,7 +45,13 @@ SampleClock::SampleClock(std::optional<double> forcedRate, const Record* first)
 }
 
 std::uint64_t SampleClock::ofSample(const Record& sample) {
-  latest = nearestTime(stamped ? ofStamp(sample) : ofIndex(sample.index));
+  if (!stamped) return nearestTime(ofIndex(sample.index));
+  const long double stamp = ofStamp(sample);
+  if (stamp == 0) {
+    ++unstamped;
+  } else {
+    latest = nearestTime(stamp);
+  }
   return latest;
 }
 

@@ -25,11 +25,15 @@ class SampleClock {
   /// The time of a sample; later calls without a stamp of their own get it too.
   std::uint64_t ofSample(const Record& sample);
 
-  /// The time of a call: that of the sample before which it is made, or of the last one.
+  /// The time of a call: with stamps that of the sample before which it is made, or of the last one;
+  /// otherwise that of its own index.
   std::uint64_t ofCall(const Record& call);
 
   /// How many times so far were not the right ones but the nearest that can be written.
   std::uint64_t movedTimes() const { return moved; }
+
+  /// How many samples so far had no stamp although the first one had, and got that of the one before.
+  std::uint64_t unstampedSamples() const { return unstamped; }
 
   /// Whether the times are the samples' own.
   bool usesStamps() const { return stamped; }
@@ -50,6 +54,7 @@ class SampleClock {
   std::optional<std::size_t> nanoseconds;
   std::uint64_t latest = 0;
   std::uint64_t moved = 0;
+  std::uint64_t unstamped = 0;
 };
 
 }  // namespace logtool

@@ -17,7 +17,7 @@ void PageFile::add(const std::string& text) {
 std::optional<Fault> PageFile::finish() {
   if (result >= 0) result = file.close();
   if (result >= 0) result = file.keep();
-  return faultOf(file, result);
+  return faultOf(file.path, result);
 }
 
 }  // namespace logtool

@@ -72,7 +72,7 @@ std::variant<LogCopy, Fault> copyLog(const std::string& path, const std::string&
   if (!pieces) return Fault{path, fault};
 
   OutputFile file(newPath);
-  if (const auto unopened = faultOf(file, file.open())) return *unopened;
+  if (const auto unopened = faultOf(file.path, file.open())) return *unopened;
   LogCopy copy;
   copy.logBytes = log.size();
   const bool isOfEvents = pieces->kind == LogKind::EVENTS;
@@ -83,7 +83,7 @@ std::variant<LogCopy, Fault> copyLog(const std::string& path, const std::string&
     if (OutputFile::interruption() != 0) result = -EINTR;
   }
   if (result < 0 && log.readError() < 0) return Fault{path, errorText(log.readError())};
-  if (const auto unwritten = faultOf(file, result)) return *unwritten;
+  if (const auto unwritten = faultOf(file.path, result)) return *unwritten;
 
   copy.losses = pieces->losses();
   const bool isWhole = copy.losses.end.state == LogEnd::WHOLE && !copy.losses.any();
@@ -94,7 +94,7 @@ std::variant<LogCopy, Fault> copyLog(const std::string& path, const std::string&
   result = file.write(closing.data(), closing.size());
   if (result == 0) result = file.close();
   if (result == 0) result = file.keep();
-  if (const auto unwritten = faultOf(file, result)) return *unwritten;
+  if (const auto unwritten = faultOf(file.path, result)) return *unwritten;
   return copy;
 }
 
