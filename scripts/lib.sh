@@ -51,5 +51,7 @@ FLEET_PACKAGES=(parallel openssh-server openssh-client slurm-wlm munge procps)
 BROWSER_PACKAGES=(chromium chromium-driver python3-selenium)
 # Only for the tests with the label "all" that read exported logs, besides npm.
 READER_PACKAGES=(python3-pandas)
-# Only for scripts/package, and for the tests of the packages and completions with the label "all".
-PACKAGE_PACKAGES=(dpkg-dev lintian mmdebstrap zsh fish)
+# Only for scripts/package.
+PACKAGE_PACKAGES=(dpkg-dev lintian)
+# Only for the tests with the label "all" that install the packages, or try the completions in other shells than bash.
+INSTALLATION_PACKAGES=(mmdebstrap zsh fish)
