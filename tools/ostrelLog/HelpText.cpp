@@ -1,6 +1,7 @@
 #include "ostrelLog/HelpText.hpp"
 
 #include <sstream>
+#include <utility>
 
 #include "ostrelLog/CommandLine.hpp"
 
@@ -32,8 +33,22 @@ HelpText::HelpText() {
   label("SUBCOMMAND", "VERB");
 }
 
+std::string HelpText::make_help(const CLI::App* app, std::string name, CLI::AppFormatMode mode) const {
+  // The library puts an empty line behind options even if those that follow are hidden.
+  return CLI::detail::find_and_replace(Formatter::make_help(app, std::move(name), mode), "\n\n\n", "\n\n");
+}
+
 std::string HelpText::make_description(const CLI::App* app) const {
   return wrapped(app->get_description(), LINE) + "\n\n";
+}
+
+std::string HelpText::make_positionals(const CLI::App* app) const {
+  std::string result;
+  // Directly below the usage, which names them: a heading would take two lines of the screen.
+  for (const CLI::Option* option :
+       app->get_options([](const CLI::Option* each) { return each->get_positional(); }))
+    result += make_option(option, true);
+  return result;
 }
 
 std::string HelpText::make_option_opts(const CLI::Option* option) const {

@@ -5,7 +5,7 @@
 namespace logtool {
 
 void Verb::endHelp(CLI::App& command, const std::string& statuses, const std::string& example) {
-  command.footer("Exit status: " + statuses + "\n\nExample:\n  " + example);
+  command.footer("Exit status: " + statuses + "\nExample:\n  " + example);
 }
 
 }  // namespace logtool
