@@ -223,7 +223,7 @@ const DiffRow PAIRINGS[] = {
      same("2 steps, 2 variables, sections nav in A, navdata-replay in B")},
     {"NamedPairThatOneLogLacks", NAV_GPS, GPS_NAV, "--section nav=sun", trouble("b: has no section sun")},
     {"NamedPairWithoutAName", NAV_GPS, GPS_NAV,
-     "--section nav=", trouble("--section: must be NAME or A=B (see ostrelLog --help)")},
+     "--section nav=", trouble("--section: must be NAME or A=B (see ostrelLog diff --help)")},
     {"NamedOfLegacyLogs", LEGACY, LEGACY, "--section nav",
      trouble("--section: none of the logs has sections")},
     {"TwoEmptyReplays", EMPTY, EMPTY, "",

@@ -208,7 +208,7 @@ TEST_P(ExportFault, LeavesTheOldFile) {
 }
 
 const std::string CSV = " --format csv -o old", MCAP = " --format mcap -o old",
-                  HELP = " (see ostrelLog --help)";
+                  HELP = " (see ostrelLog export --help)";
 const std::string OWN = ": is read from, and is not overwritten", FULL = "full: No space left on device";
 const std::string RATE = "--rate: must be from 0.001 to 1000000" + HELP;
 const FaultRow FAULTS[] = {

@@ -157,12 +157,13 @@ TEST_F(RecoverTest, WritesNothingWhereNothingCanBeSavedOrOverTheLog) {
             {1, "", "ostrelLog: log: no whole record, and the log is cut short after byte 47\n"});
   std::filesystem::create_symlink("loop", folder.path("loop"));
   mkfifo(folder.path("fifo").c_str(), 0600);
-  const ProgramResult isLog{2, "", "ostrelLog: --output: is the log itself (see ostrelLog --help)\n"};
+  const ProgramResult isLog{2, "",
+                            "ostrelLog: --output: is the log itself (see ostrelLog recover --help)\n"};
   const std::pair<std::string, ProgramResult> RESULTS[] = {
       {"log", isLog},
       {"link", isLog},
       {"twin", isLog},
-      {"\"\"", {2, "", "ostrelLog: --output: must name a file (see ostrelLog --help)\n"}},
+      {"\"\"", {2, "", "ostrelLog: --output: must name a file (see ostrelLog recover --help)\n"}},
       {"loop", {1, "", "ostrelLog: loop: Too many levels of symbolic links\n"}},
       {"fifo", {1, "", "ostrelLog: fifo: a pipe that nothing reads, or a missing device\n"}},
   };

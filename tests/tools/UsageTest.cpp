@@ -13,7 +13,9 @@ struct UsageRow : Row {
 class UsageTest : public LogTool, public testing::WithParamInterface<UsageRow> {};
 
 TEST_P(UsageTest, IsRefusedInOneLineBeforeAnythingIsWritten) {
-  expectRun(GetParam().arguments, {2, "", "ostrelLog: " + GetParam().fault + " (see ostrelLog --help)\n"});
+  const std::string& arguments = GetParam().arguments;
+  const std::string help = " (see ostrelLog " + arguments.substr(0, arguments.find(' ')) + " --help)\n";
+  expectRun(arguments, {2, "", "ostrelLog: " + GetParam().fault + help});
   EXPECT_TRUE(std::filesystem::is_empty(folder.path("")));
 }
 
@@ -52,6 +54,10 @@ TEST_F(UsageHelp, OfMakeNamesTheOptionsAndTheirDefaults) {
   EXPECT_EQ(help.exitStatus, 0);
   for (const char* text : {"NAME", "--seconds S=30", "--rate HZ=200", "--seed N=1", "--variant V=quad-x"})
     EXPECT_THAT(help.out, testing::HasSubstr(text));
+}
+
+TEST_F(UsageHelp, IsThatOfTheProgramWithoutAVerb) {
+  expectRun("nonsense", {2, "", "ostrelLog: A subcommand is required (see ostrelLog --help)\n"});
 }
 
 }  // namespace

@@ -23,8 +23,10 @@ CommandLine::CommandLine(const std::string& version, const std::string& telemetr
                            "Print the version and the telemetry library that was loaded, and exit");
   program.footer("ostrelLog VERB --help shows the options of a verb, man ostrelLog-VERB explains them.");
   // Begins with the name of the program, as report() does.
-  program.failure_message([](const CLI::App*, const CLI::Error& error) {
-    return std::string("ostrelLog: ") + error.what() + " (see ostrelLog --help)\n";
+  program.failure_message([](const CLI::App* app, const CLI::Error& error) {
+    const std::vector<CLI::App*> given = app->get_subcommands();
+    const std::string verb = given.empty() ? "" : given.front()->get_name() + " ";
+    return std::string("ostrelLog: ") + error.what() + " (see ostrelLog " + verb + "--help)\n";
   });
   program.require_subcommand(1);
   // In the order of the help.
