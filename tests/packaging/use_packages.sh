@@ -54,7 +54,7 @@ completed() {
   bash -c 'source /usr/share/bash-completion/bash_completion; _completion_loader ostrelLog; COMP_WORDS=(ostrelLog "$@")
     COMP_CWORD=$# COMP_LINE="ostrelLog $*" COMP_POINT=${#COMP_LINE}; _ostrelLog ostrelLog; echo "${COMPREPLY[*]}"' bash "$@" 2>/dev/null
 }
-[ "$(completed re)" = "regress report recover" ] || fail "verbs offered: $(completed re)"
+[ "$(completed rec)" = recover ] || fail "verbs offered: $(completed rec)"
 [ "$(completed diff flight.cont --only inputs.sensors.baro.p)" = inputs.sensors.baro.pressure ] ||
   fail "variables offered: $(completed diff flight.cont --only inputs.sensors.baro.p)"
 echo "  completion offers verbs and variables"
@@ -62,7 +62,6 @@ mkdir project
 cat >project/CMakeLists.txt <<'END'
 cmake_minimum_required(VERSION 3.25)
 project(own CXX)
-set(CMAKE_CXX_STANDARD 17)
 find_package(OstrelReplay 1 REQUIRED)
 add_executable(own own.cpp)
 target_link_libraries(own PRIVATE Ostrel::registry)
@@ -74,7 +73,8 @@ int field;
 DataRegistry registry;
 int main() { return registry.reg("field", &field), std::printf("  %zu entry in a registry of its own\n", registry.entries.size()) < 0; }
 END
-quietly cmake -S project -B project/build
+# The standard that a compiler with a lower default would use: the package asks for its own.
+quietly cmake -S project -B project/build -DCMAKE_CXX_STANDARD=14
 quietly cmake --build project/build
 project/build/own | grep ' 1 entry'
 # shellcheck disable=SC2046 # the flags are words of their own
