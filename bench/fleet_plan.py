@@ -14,7 +14,7 @@ INPUTS = {
     # name: (value, unit, where it comes from)
     "flights": (1_000_000, "", "the question"),
     "flight_steps": (240_000, "", "20 minutes at 200 Hz"),
-    "flight_bytes": (240_000 * 1112, "bytes", "139 columns of 8 bytes a step"),
+    "flight_bytes": (266_880_000, "bytes", "20 minutes at 200 Hz, with about 1.1 kB for the sensors of a step"),
     "cpu_fixed": (0.013, "s", "start and end of both replays and the comparison: scripts/bench fleet"),
     "cpu_step": (5.4e-6, "s", "both replays with their exports, and the comparison: scripts/bench fleet"),
     "changed": (0.01, "of all", "flights that are replayed a second time; 1 for every flight"),

@@ -8,8 +8,9 @@
 
 /// What stands in a legacy log before its records.
 struct HeaderText {
-  /// Of a header, the most bytes that are kept. Far above any real one (139 columns take 5 KiB), and a
-  /// bound on memory when a file that is no log, or whose "-- Data" line is damaged, is taken for one.
+  /// Of a header, the most bytes that are kept. Far above any real one (the columns of all sensors take 5
+  /// KiB), and a bound on memory when a file that is no log, or whose "-- Data" line is damaged, is taken
+  /// for one.
   static constexpr std::size_t MAX_BYTES = 4UL * 1024 * 1024;
   /// Of a file, the most bytes that are searched for the header and its end, so that an endless device ends
   /// the search too.

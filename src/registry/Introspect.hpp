@@ -38,6 +38,6 @@ template <> void introspect<sensor_gps_data, Registrator>(Registrator&, sensor_g
 template <> void introspect<sensor_battery_data, Registrator>(Registrator&, sensor_battery_data&, const std::string&);
 template <> void introspect<sensor_tof_data, Registrator>(Registrator&, sensor_tof_data&, const std::string&);
 template <> void introspect<sensor_vision_position_data, Registrator>(Registrator&, sensor_vision_position_data&, const std::string&);
-/// The whole record: 138 entries.
+/// The whole record.
 template <> void introspect<sensors_data, Registrator>(Registrator&, sensors_data&, const std::string&);
 // clang-format on

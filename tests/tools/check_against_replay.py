@@ -40,8 +40,8 @@ TEXTS = [b"", b"0", b"-1", b"x", b"1, 2, 3", b"index, index, a", b"events", b"la
 NAMES = [b"land", b"altitude", b"vx", b"gyro[0].x", b"index"]
 
 
-def damaged(rng, log):
-    """The log with one change of a kind that happens: a cut, wrong bytes, other names, missing records."""
+def damaged(rng, log, sample):
+    """The log, with samples of so many bytes if it is one of samples, with one change of a kind that happens: a cut, wrong bytes, other names, missing records."""
     log, head = bytearray(log), log.find(b"-- Data\n") + 8
     at, lines = rng.randrange(len(log)), log[:head].split(b"\n")
     line, kind = rng.randrange(len(lines)), rng.randrange(10)
@@ -63,9 +63,9 @@ def damaged(rng, log):
     elif kind == 7:
         value = head + 8 * rng.randrange(max(1, (len(log) - head) // 8))
         log[value : value + 8] = struct.pack("<d", rng.choice(NUMBERS))
-    elif kind == 8:  # samples are missing, of 139 values each
-        first = head + 8 * 139 * rng.randrange(40)
-        del log[first : first + 8 * 139 * rng.randrange(1, 20)]
+    elif kind == 8:  # samples are missing
+        first = head + sample * rng.randrange(40)
+        del log[first : first + sample * rng.randrange(1, 20)]
     else:
         log[:0] = b"\n" * rng.randrange(5, 9)
     return log
@@ -151,6 +151,7 @@ def main():
         run([replay, "-i", "made.cont", "-e", "made.events", "-g", "made.tlmb"], LD_PRELOAD=probe)
         endings = {"samples": "made.cont", "blackbox": "made.tlmb", "events": "made.events"}
         whole = {name: pathlib.Path(made).read_bytes() for name, made in endings.items()}
+        sample = 8 * int(re.search(rb"nentries : (\d+)", whole["samples"])[1])
         for case in range(count):
             # Checksums find most damage to a blackbox log, so fewer of these are tried.
             logs, section = (rng.choice(["samples", "samples", "blackbox"]), "events"), rng.choice([None, "navdata-replay"])
@@ -158,7 +159,7 @@ def main():
             for name in logs:
                 ofAnother = name != "blackbox" and rng.randrange(4) == 0
                 log = foreign(rng, whole[name]) if ofAnother else whole[name]
-                pathlib.Path(name).write_bytes(damaged(rng, log) if name in hit else log)
+                pathlib.Path(name).write_bytes(damaged(rng, log, sample) if name in hit else log)
             try:
                 verdicts[compare(replay, tool, probe, logs, section)] += 1
             except AssertionError as disagreement:
