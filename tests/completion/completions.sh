@@ -56,7 +56,7 @@ offers() {
     { echo "^ offered behind '$line'"; exit 1; }
   echo "$line<tab> -> ${*:2}"
 }
-offers "ostrelLog re" recover regress report
+offers "ostrelLog rec" recover
 offers "ostrelLog make --se" --seconds --seed
 offers "ostrelLog export --format " csv mcap
 offers "ostrelLog regress --isolate " auto off require
