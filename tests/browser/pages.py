@@ -24,7 +24,7 @@ HOSTILE = "<img/src=x/onerror=document.title='run'>"
 def skip_without_browser():
     """Ends the program with the status that CTest takes for "not run" where a part of the browser is missing."""
     if webdriver is None or not os.path.exists(CHROMIUM) or not os.path.exists(DRIVER):
-        print("needs the Debian packages chromium, chromium-driver and python3-selenium")
+        print("not run: needs the Debian packages chromium, chromium-driver and python3-selenium")
         sys.exit(77)
 
 
