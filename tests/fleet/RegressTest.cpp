@@ -136,10 +136,6 @@ TEST_F(Regress, EndsWhenAFolderHasNoLibraryThatAReplayLoads) {
   EXPECT_EQ(regress("flights --bisect --a empty" + B).exitStatus, 125);
 }
 
-TEST_F(Regress, EndsABisectionAfterWrongUsage) {
-  EXPECT_EQ(regress("flights --bisect --jobs 0").exitStatus, 255);
-}
-
 TEST_F(Regress, EndsWithoutAnyFlight) {
   const ProgramResult result = regress("empty" + A + B);
   EXPECT_EQ(result.exitStatus, 2);

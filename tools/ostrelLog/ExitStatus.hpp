@@ -43,8 +43,7 @@ enum class ExitStatus {
   PLOTTED_IN_PART = 3,  ///< the page ends where a cut or damaged log does
 
   // regress also has those of diff
-  UNTESTABLE = 125,    ///< trouble, as `git bisect run` wants to be told of it
-  BISECT_USAGE = 255,  ///< wrong usage, which ends a `git bisect run`
+  UNTESTABLE = 125,  ///< trouble, as `git bisect run` wants to be told of it
 };
 
 }  // namespace logtool

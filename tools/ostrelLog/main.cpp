@@ -29,9 +29,9 @@ ExitStatus run(int argc, char** argv, ExitStatus& failure) {
   } catch (const CLI::ParseError& error) {
     // A request for help or the version ends the parsing too, as an error with the status 0.
     if (program.exit(error) == 0) return ExitStatus::HELP;
-    // `git bisect` would blame the commit for USAGE, and skip every commit with UNTESTABLE.
+    // `git bisect` is to skip a commit, and not to blame it, for a wrong command line as well.
     return std::find(argv, argv + argc, std::string("--bisect")) == argv + argc ? ExitStatus::USAGE
-                                                                                : ExitStatus::BISECT_USAGE;
+                                                                                : ExitStatus::UNTESTABLE;
   }
   const Verb& verb = commandLine.chosen();
   failure = verb.failure();

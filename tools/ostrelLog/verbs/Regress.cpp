@@ -70,7 +70,7 @@ void Regress::addReplays(CLI::App& command) {
       ->capture_default_str();
   command.add_option("--replay", options.replay, "ostrelReplay; otherwise the one beside this program")
       ->type_name("PROGRAM");
-  command.add_flag("--bisect", bisect, "Exit with 125 on trouble, for git bisect run");
+  command.add_flag("--bisect", bisect, "Exit with 125 in place of 2, for git bisect run");
 }
 
 void Regress::check() {
