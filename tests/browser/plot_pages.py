@@ -73,6 +73,8 @@ class PlotPages(PageTest):
         panel.send_keys("+", Keys.ARROW_RIGHT, Keys.ARROW_RIGHT)
         self.assertEqual(self.ranges(), {(300, 899)})
         self.assertEqual(self.texts("#cursor"), ["step 601"])
+        panel.send_keys(Keys.ESCAPE)
+        self.assertEqual(self.texts("#cursor"), [""])
         panel.send_keys("0")
         self.assertEqual(self.ranges(), {(0, 1199)})
 

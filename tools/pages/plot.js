@@ -412,16 +412,21 @@
     byId('cursor').textContent = steps + time + (calls.length ? ` · ${calls.slice(0, 3).join('; ')}` : '');
   }
 
-  /// Moves the cursor by so many points, over the breaks of the curves.
+  /// Moves the cursor by so many rows, some of which have two points.
   function moveCursor(by) {
     const [from, to] = graphs[0].xAxisRange();
-    let place = selected < 0 ? points.findIndex(point => point.x >= (from + to) / 2) : selected + by;
-    place = Math.max(0, Math.min(place, points.length - 1));
-    while (points[place].row < 0) place += Math.sign(by);
+    const start = points.slice(0, selected + 1).reverse().find(point => point.row >= 0);
+    const row = start ? start.row + by : rowAt(Math.ceil((from + to) / 2));
+    const place = points.findIndex(point => point.row === Math.max(0, Math.min(row, count - 1)));
     const {x} = points[place];
     if (x < from || x > to) show([x - (to - from) / 2, x + (to - from) / 2]);
     for (const graph of graphs) graph.setSelection(place);
     tellCursor(place);
+  }
+
+  function hideCursor() {
+    for (const graph of graphs) graph.clearSelection();
+    tellCursor(-1);
   }
 
   function zoom(factor) {
@@ -435,6 +440,7 @@
     ArrowRight: event => moveCursor(event.shiftKey ? 10 : 1),
     '+': () => zoom(0.5), '=': () => zoom(0.5), '-': () => zoom(2), '0': () => show(all),
     PageUp: () => move(-0.8), PageDown: () => move(0.8),
+    Escape: hideCursor,
   };
   function move(share) {
     const [from, to] = graphs[0].xAxisRange();
