@@ -50,8 +50,8 @@ class ExportTest : public LogTool {
   }
   const std::string odd = "ostrelLog: log: not exported, of an unknown type: odd\n";
   const std::string late =
-      "ostrelLog: log: a replay counts its steps without gaps: calls behind a gap in the flight come too "
-      "late\n";
+      "ostrelLog: log: a replay counts its steps without gaps: if the flight has gaps, calls behind them "
+      "come too late\n";
 };
 
 TEST_F(ExportTest, OfCallsToCsvHasAColumnForEachArgument) {

@@ -228,9 +228,9 @@ class FlightExport {
   void judgeTimes(const SampleClock& clock) {
     const bool ofReplay = inputs.front().source->kind == LogKind::BLACKBOX;
     if (options.events && ofReplay && exported.calls > 0) {
-      exported.flaws.push_back(
-          {options.log,
-           "a replay counts its steps without gaps: calls behind a gap in the flight come too late"});
+      exported.flaws.push_back({options.log,
+                                "a replay counts its steps without gaps: if the flight has gaps, calls "
+                                "behind them come too late"});
     }
     if (clock.usesStamps() && callsWithoutSample > 0) {
       exported.flaws.push_back({*options.events,

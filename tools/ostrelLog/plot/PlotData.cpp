@@ -339,7 +339,8 @@ class PlotReader {
     if (leftOut > 0) data.notes.push_back(counted(leftOut, "more call") + " left out");
     if (ofReplay) {
       data.notes.push_back(
-          "A replay counts its steps without gaps: calls behind a gap in the flight are marked too late");
+          "A replay counts its steps without gaps: if the flight has gaps, calls behind them are marked "
+          "too late");
     }
     noteEnd(options.events, source->end());
     return std::nullopt;
