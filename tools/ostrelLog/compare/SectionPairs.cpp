@@ -1,8 +1,10 @@
 #include "ostrelLog/compare/SectionPairs.hpp"
 
 #include <map>
+#include <set>
 
 #include "ostrelLog/compare/DiffPlan.hpp"
+#include "ostrelLog/summary/LogSummary.hpp"
 
 namespace logtool {
 
@@ -30,22 +32,12 @@ Sections sectionsOf(LogSource& source, const Selection& selection) {
   return sections;
 }
 
-/// The names of the sections with samples; one without a value for a legacy log, which is like one section.
-std::vector<std::optional<std::string>> sampledIn(const LogSource& source, const Sections& sections) {
-  if (source.kind != LogKind::BLACKBOX) return {std::nullopt};
-  std::vector<std::optional<std::string>> names;
+std::set<std::string> sampledIn(const Sections& sections) {
+  std::set<std::string> names;
   for (const auto& [name, section] : sections) {
-    if (section.hasSamples) names.emplace_back(name);
+    if (section.hasSamples) names.insert(name);
   }
   return names;
-}
-
-/// Why a legacy log can't be compared with this blackbox log: it has not one section with samples.
-Fault notOneSection(const std::string& file, const std::vector<std::optional<std::string>>& sampled) {
-  if (sampled.empty()) return {file, "has no section with samples"};
-  std::string names;
-  for (const auto& name : sampled) names += (names.empty() ? "" : ", ") + *name;
-  return {file, "has several sections with samples, choose one with --section: " + names};
 }
 
 /// Sorts out by their names the sections of one of the logs.
@@ -69,16 +61,21 @@ void pairByName(Side side, const LogPair<Sections>& sections, SectionPairs& resu
 
 SectionPairs pairSections(const LogPair<LogSource*>& sources, const Selection& selection) {
   const LogPair<Sections> sections{sectionsOf(*sources.a, selection), sectionsOf(*sources.b, selection)};
-  const auto sampledA = sampledIn(*sources.a, sections.a);
-  const auto sampledB = sampledIn(*sources.b, sections.b);
+  const LogPair<std::set<std::string>> sampled{sampledIn(sections.a), sampledIn(sections.b)};
+  // A legacy log is like one section, without a name.
+  const auto isLegacy = [&](Side side) { return sources[side]->kind != LogKind::BLACKBOX; };
+  const auto isOne = [&](Side side) { return isLegacy(side) || sampled[side].size() == 1; };
+  const auto only = [&](Side side) {
+    return isLegacy(side) ? std::nullopt : std::make_optional(*sampled[side].begin());
+  };
   SectionPairs result;
   // Recorders may name the same data differently, and with one section each there is no doubt.
-  if (sampledA.size() == 1 && sampledB.size() == 1) {
-    result.pairs.push_back({sampledA.front(), sampledB.front()});
-  } else if (sources.a->kind != LogKind::BLACKBOX) {
-    result.fault = notOneSection(sources.b->file, sampledB);
-  } else if (sources.b->kind != LogKind::BLACKBOX) {
-    result.fault = notOneSection(sources.a->file, sampledA);
+  if (isOne(Side::A) && isOne(Side::B)) {
+    result.pairs.push_back({only(Side::A), only(Side::B)});
+  } else if (isLegacy(Side::A)) {
+    result.fault = notOneSection(sources.b->file, sampled.b);
+  } else if (isLegacy(Side::B)) {
+    result.fault = notOneSection(sources.a->file, sampled.a);
   } else {
     for (const Side side : SIDES) pairByName(side, sections, result);
   }

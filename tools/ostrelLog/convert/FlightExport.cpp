@@ -97,21 +97,11 @@ class FlightExport {
     const auto source = open(options.log, fault);
     if (!source) return fault;
     const LogSummary summary = summarize(*source);
-    // A section that was described anew has several layouts.
-    std::set<std::string> sampled;
-    for (const LayoutSummary& each : summary.layouts) {
-      if (each.records.count > 0) sampled.insert(each.layout.name);
-    }
-    if (sampled.size() == 1) {
-      section = *sampled.begin();
-      return std::nullopt;
-    }
-    if (sampled.empty()) {
-      return Fault{options.log, summary.end.reached() ? "has no section with samples" : summary.end.text()};
-    }
-    std::string names;
-    for (const std::string& name : sampled) names += (names.empty() ? "" : ", ") + name;
-    return Fault{options.log, "has several sections with samples, choose one with --section: " + names};
+    const std::set<std::string> sampled = sampledSections(summary);
+    if (sampled.empty() && !summary.end.reached()) return Fault{options.log, summary.end.text()};
+    if (sampled.size() != 1) return notOneSection(options.log, sampled);
+    section = *sampled.begin();
+    return std::nullopt;
   }
 
   /// Decides what is exported, before anything is written.

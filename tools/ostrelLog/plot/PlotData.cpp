@@ -6,6 +6,7 @@
 #include <limits>
 #include <map>
 #include <memory>
+#include <set>
 #include <sstream>
 #include <utility>
 
@@ -202,13 +203,9 @@ class PlotReader {
       return Fault{"--section", "the log has no sections"};
     Sampler sampler(data, options.comparison, {source->kind, source->kind});
     std::optional<std::string> section = options.comparison.sections.a;
-    bool severalSections = false;
     const LogSummary summary = summarize(*source, [&](const Record& record) {
       const std::string& name = record.layout->name;
-      if (haveSections && section.value_or(name) != name) {
-        severalSections = severalSections || !options.comparison.sections.a;
-        return;
-      }
+      if (haveSections && section.value_or(name) != name) return;
       section = name;
       sampler.add({&record, &record});
     });
@@ -216,7 +213,8 @@ class PlotReader {
     std::ostringstream text;
     writeText(text, summary, false);
     data.info = text.str();
-    if (severalSections) return Fault{file, "has several sections with samples, choose one with --section"};
+    const std::set<std::string> sampled = sampledSections(summary);
+    if (!options.comparison.sections.a && sampled.size() > 1) return notOneSection(file, sampled);
     if (summary.end.state == LogEnd::UNREADABLE) return Fault{file, summary.end.text()};
     if (data.rows.empty()) {
       return Fault{file, "has no samples to plot" + (section ? " in a section " + *section : "")};

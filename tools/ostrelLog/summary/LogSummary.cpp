@@ -47,4 +47,20 @@ LogSummary summarize(LogSource& log, const std::function<void(const Record&)>& o
   return summary;
 }
 
+std::set<std::string> sampledSections(const LogSummary& summary) {
+  // A section that was described anew has several layouts.
+  std::set<std::string> names;
+  for (const LayoutSummary& each : summary.layouts) {
+    if (each.records.count > 0) names.insert(each.layout.name);
+  }
+  return names;
+}
+
+Fault notOneSection(const std::string& file, const std::set<std::string>& sampled) {
+  if (sampled.empty()) return {file, "has no section with samples"};
+  std::string names;
+  for (const std::string& name : sampled) names += (names.empty() ? "" : ", ") + name;
+  return {file, "has several sections with samples, choose one with --section: " + names};
+}
+
 }  // namespace logtool

@@ -4,10 +4,12 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "logfile/scan/LogSource.hpp"
+#include "ostrelLog/Output.hpp"
 
 namespace logtool {
 
@@ -62,5 +64,11 @@ struct LogSummary {
 /// Reads the log to its end, and hands each record to `onRecord`, where there is one. Memory does not grow
 /// with the log's length.
 LogSummary summarize(LogSource& log, const std::function<void(const Record&)>& onRecord = {});
+
+/// The names of a blackbox log's sections that have samples.
+std::set<std::string> sampledSections(const LogSummary& summary);
+
+/// Why none of these sections was taken where a blackbox log needs exactly one with samples.
+Fault notOneSection(const std::string& file, const std::set<std::string>& sampled);
 
 }  // namespace logtool
