@@ -165,8 +165,9 @@ TEST_F(ReportPageTest, FindsKeptExportsBesideTheRows) {
 }
 
 TEST_F(ReportPageTest, IsARegularFile) {
-  for (const char* name : {"\"\"", "rows", "/dev/null"})
+  for (const char* name : {"\"\"", "rows", "/dev/null", "page.flights"})
     EXPECT_EQ(run(std::string("report rows/1.jsonl --html ") + name).exitStatus, 2);
+  EXPECT_FALSE(std::filesystem::exists(folder.path("page.flights")));
 }
 
 TEST_F(ReportPageTest, NeverReplacesItsRows) {

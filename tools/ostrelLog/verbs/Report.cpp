@@ -23,6 +23,8 @@ std::string pageFault(const std::string& path) {
   std::error_code isNone;
   const auto type = std::filesystem::status(path, isNone).type();
   if (path.empty()) return "must name a file";
+  if (std::filesystem::path(path).extension() == ".flights")
+    return "must not end in .flights, as that folder does";
   if (type == std::filesystem::file_type::regular || type == std::filesystem::file_type::not_found)
     return "";
   return "is no regular file";
