@@ -109,6 +109,22 @@ TEST_F(ExportTest, OfARangeHasBothItsEnds) {
   expectRun("export log --format csv --from 6", {1, "", "ostrelLog: log: no such step\n"});
 }
 
+TEST_F(ExportTest, LeavesNothingWhereTheDiskIsFullInTheMiddle) {
+  std::string log = continuousHeader({"x"});
+  for (int i = 0; i < 20'000; ++i) log += values({i / 3.0});
+  folder.write("log", log);
+  folder.write("out", "old");
+  for (const char* format : {"csv", "mcap --compression none"}) {
+    const std::string script =
+        "cd " + folder.path("") + " && ulimit -f 100 && exec \"$0\" export log -o out --format ";
+    const ProgramResult result = runProgram("/bin/sh", {"-c", script + format, OSTREL_LOG});
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(result.err, "ostrelLog: out: File too large\n");
+    EXPECT_EQ(readFile(folder.path("out")), "old");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path("")), {}), 2);
+  }
+}
+
 TEST_F(ExportTest, GoesIntoAPipeBehindALink) {
   const std::string log = folder.write("log", continuousHeader({"index", "x"}) + values({1, 2}));
   const std::string command = OSTREL_LOG " export " + log + " --format csv -o /dev/stdout";
