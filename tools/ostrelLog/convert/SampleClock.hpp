@@ -13,7 +13,8 @@ namespace logtool {
 /// A sample's own stamp is that of its block in a blackbox log. In a legacy log it is the one of the first
 /// inertial sample, which a replay takes for the blackbox log that it writes: so the times of a flight and
 /// of its replay agree. A log has no stamps when its first sample has none or the stamp 0; the times are
-/// then indices divided by the rate. A later sample with the stamp 0 gets that of the one before. Times that the format can't hold become the nearest that it can.
+/// then indices divided by the rate. A later sample with the stamp 0 gets that of the one before. Times
+/// that the format can't hold become the nearest that it can.
 class SampleClock {
  public:
   static constexpr double DEFAULT_RATE = 200;
