@@ -24,7 +24,7 @@ std::string pageFault(const std::string& path) {
   const auto type = std::filesystem::status(path, isNone).type();
   if (path.empty()) return "must name a file";
   if (std::filesystem::path(path).extension() == ".flights")
-    return "must not end in .flights, as that folder does";
+    return "must not end in .flights, as the folder of the flights does";
   if (type == std::filesystem::file_type::regular || type == std::filesystem::file_type::not_found)
     return "";
   return "is no regular file";
