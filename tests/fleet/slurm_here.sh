@@ -55,7 +55,7 @@ slurm_start() {
   local node
   for ((node = 1; node <= nodes; ++node)); do slurm_node_start "here$node"; done
   local attempt
-  for ((attempt = 0; attempt < 100; ++attempt)); do
+  for ((attempt = 0; attempt < 600; ++attempt)); do
     [ "$(sinfo -h -t idle -o %D 2>/dev/null)" = "$nodes" ] && return 0
     sleep 0.1
   done
