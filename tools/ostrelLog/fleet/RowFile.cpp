@@ -27,7 +27,7 @@ std::optional<Fault> RowFile::open(const std::string& path, KnownRows& known) {
   if (file < 0) return Fault{path, errorText(-errno)};
   // The processes of a run that was killed hold its lock until they have died, too.
   int result = flock(file, LOCK_EX | LOCK_NB);
-  for (int tries = 0; result != 0 && errno == EWOULDBLOCK && tries < 20; ++tries) {
+  for (int tries = 0; result != 0 && errno == EWOULDBLOCK && tries < 60; ++tries) {
     usleep(50'000);
     result = flock(file, LOCK_EX | LOCK_NB);
   }
