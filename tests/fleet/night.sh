@@ -48,6 +48,43 @@ wait $!
 [ -z "$(tail -c 1 interrupted)" ] || fail "half a row"
 [ -z "$(ls tmp)" ] || fail "left behind: $(ls tmp)"
 
+echo "Ended from outside, as a scheduler does it with all processes of a job in any order"
+mkdir outside
+"$bin/ostrelLog" make outside/hang --seconds 1 --variant hang >/dev/null || fail "no flight"
+children() { cat "/proc/$1/task/$1/children" 2>/dev/null; }
+# await_replays COUNT: until the worker of the run has so many of them. Sets worker and replays.
+await_replays() {
+  local attempt
+  for ((attempt = 0; attempt < 600; ++attempt)); do
+    worker=$(children "$run" | cut -d ' ' -f 1)
+    read -ra replays < <(children "$worker")
+    [ ${#replays[@]} -eq "$1" ] && return
+    sleep 0.05
+  done
+  fail "not $1 replays: $(cat out)"
+}
+# end_one PROCESS ROWS: starts a run, and ends the replay that B's library makes hang, or the worker.
+end_one() {
+  env --default-signal=INT,TERM "$bin/ostrelLog" regress outside --rows "$2" --isolate off --timeout 30 \
+    --a "$libraries/a" --b "$libraries/b" >out 2>&1 &
+  run=$!
+  await_replays 2
+  await_replays 1
+  if [ "$1" = worker ]; then kill -TERM "$worker"; else kill -KILL "${replays[0]}"; fi
+}
+for process in replay worker; do
+  end_one $process job.$process
+  while [ -e "/proc/$worker" ]; do sleep 0.05; done
+  kill -TERM $run
+  wait $run
+  [ $? -eq 143 ] || fail "not ended by the signal: $(cat out)"
+  [ ! -s job.$process ] || fail "a row of a flight that was disturbed: $(cat job.$process)"
+  end_one $process $process
+  wait $run
+done
+grep -q '"verdict":"failed-b","reason":"signal 9 (Killed)"' replay || fail "no row of the replay: $(cat out replay)"
+grep -q '"reason":"the comparison ended by signal 15 (Terminated)"' worker || fail "no row of the worker: $(cat out)"
+
 echo "A full disk"
 if unshare -Urm true 2>/dev/null; then
   unshare -Urm sh -c 'mount -t tmpfs -o size=200k none tmp && exec "$@"' sh "$bin/ostrelLog" regress flights/f1 \

@@ -168,6 +168,7 @@ std::vector<FlightJob::Result> FlightJob::replay(const std::vector<Wanted>& want
   std::vector<Result> results;
   for (std::size_t i = 0; i < wanted.size(); ++i) {
     Result result{std::move(outcomes[i]), {}};
+    disturbed = disturbed || result.outcome.signal.has_value();
     // The folder's name says nothing to the reader of a row, and is another one in every run.
     const std::string prefix = folder + "/";
     for (std::size_t at = 0; (at = result.outcome.line.find(prefix, at)) != std::string::npos;) {
@@ -242,18 +243,19 @@ void FlightJob::compareExports(const Result& a, const Result& b) {
     case DiffResult::TROUBLE: return setVerdict("nothing-compared", reason);
     case DiffResult::DIFFERENT: break;
   }
-  setVerdict(plan.sameLibraries ? "unstable" : "changed", reason);
-  if (!plan.sameLibraries) replayAgain(a, b);
+  if (plan.sameLibraries) return setVerdict("unstable", reason);
+  // A difference counts only if each side is the same as itself.
+  const std::string unstable = replayAgain(a, b);
+  setVerdict(unstable.empty() ? "changed" : "unstable", unstable.empty() ? reason : unstable);
 }
 
-/// A difference counts only if each side is the same as itself.
-void FlightJob::replayAgain(const Result& a, const Result& b) {
+/// Replays both once more. Which of them differs from itself; empty when none does.
+std::string FlightJob::replayAgain(const Result& a, const Result& b) {
   const std::vector<Result> again = replay({{Side::A, "a3"}, {Side::B, "b3"}});
   const bool stableA = isItself(a, again[0]), stableB = isItself(b, again[1]);
-  if (stableA && stableB) return;
-  const char* const who = stableA ? "B differs from itself"
-                                  : (stableB ? "A differs from itself" : "A and B differ from themselves");
-  setVerdict("unstable", who);
+  if (stableA && stableB) return {};
+  if (stableA) return "B differs from itself";
+  return stableB ? "A differs from itself" : "A and B differ from themselves";
 }
 
 bool FlightJob::isItself(const Result& first, const Result& second) const {

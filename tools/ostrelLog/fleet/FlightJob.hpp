@@ -52,6 +52,8 @@ class FlightJob {
   Json row;
   /// Where the exports of a changed flight lie.
   LogPair<std::string> exports;
+  /// Whether a signal has ended a replay. It may have been meant for all processes of the run.
+  bool disturbed = false;
   /// Variables of the export, where nothing of it could be compared.
   std::set<std::string> names;
 
@@ -75,7 +77,7 @@ class FlightJob {
   void judgeBoth(const Result& a, const Result& b);
   bool judgeFailures(const Result& a, const Result& b);
   void compareExports(const Result& a, const Result& b);
-  void replayAgain(const Result& a, const Result& b);
+  std::string replayAgain(const Result& a, const Result& b);
   bool isItself(const Result& first, const Result& second) const;
   void setVerdict(const char* verdict, const std::string& reason);
   Json sideJson(const Result& result) const;

@@ -14,6 +14,7 @@
 #include <sstream>
 #include <system_error>
 
+#include "ostrelLog/WaitForEnd.hpp"
 #include "ostrelLog/fleet/Digest.hpp"
 #include "ostrelLog/fleet/SystemError.hpp"
 
@@ -44,8 +45,8 @@ std::string askLoader(const std::string& program, const std::string& searchPath)
     text.append(block.data(), static_cast<std::size_t>(count));
   }
   close(ends[0]);
-  int status = 0;
-  waitpid(child, &status, 0);
+  const int status = waitForEnd(child);
+  if (WIFSIGNALED(status)) fail(EINTR, program);  // then the list may end anywhere
   if (WIFEXITED(status) && WEXITSTATUS(status) == 127) fail(ENOEXEC, program);
   return text;
 }

@@ -14,6 +14,8 @@
 #include <cstring>
 #include <iostream>
 
+#include "ostrelLog/WaitForEnd.hpp"
+#include "ostrelLog/fleet/Signals.hpp"
 #include "ostrelLog/fleet/SystemError.hpp"
 
 namespace logtool {
@@ -26,7 +28,11 @@ namespace {
   setsid();
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != parent) _exit(1);
-  for (const int number : {SIGHUP, SIGINT, SIGTERM}) std::signal(number, SIG_DFL);
+  for (const int number : {SIGHUP, SIGINT, SIGTERM}) {
+    if (std::signal(number, SIG_DFL) == SIG_IGN) std::signal(number, SIG_IGN);
+  }
+  // One that came before was noted, as in the parent.
+  if (const int number = notedSignal(); number != 0) std::raise(number);
   int status = 1;
   try {
     work([answers](const std::string& text) {
@@ -59,7 +65,7 @@ double secondsOf(const timeval& time) {
 Pool::~Pool() {
   for (const Worker& worker : workers) kill(worker.process, SIGKILL);
   for (const Worker& worker : workers) {
-    waitpid(worker.process, nullptr, 0);
+    waitForEnd(worker.process);
     close(worker.answers);
   }
 }
@@ -103,11 +109,10 @@ std::vector<Pool::Finished> Pool::wait(std::chrono::milliseconds longest) {
       stillRunning.push_back(std::move(worker));
       continue;
     }
-    int status = 0;
     rusage used{};
-    wait4(worker.process, &status, 0, &used);
+    const int status = waitForEnd(worker.process, &used);
     close(worker.answers);
-    finished.push_back({worker.id, std::move(worker.text), failureOf(status),
+    finished.push_back({worker.id, std::move(worker.text), failureOf(status), WIFSIGNALED(status),
                         secondsOf(used.ru_utime) + secondsOf(used.ru_stime)});
   }
   workers = std::move(stillRunning);

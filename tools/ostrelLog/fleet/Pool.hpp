@@ -18,6 +18,7 @@ class Pool {
     std::size_t id;
     std::string text;         ///< all that it has sent
     std::string failure;      ///< how the process ended; empty when it has done its work
+    bool byASignal;           ///< whether a signal ended the process
     double processorSeconds;  ///< that the process and those it has started took
   };
 

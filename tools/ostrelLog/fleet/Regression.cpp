@@ -20,11 +20,31 @@ namespace fs = std::filesystem;
 constexpr int KEPT_EACH = 20;
 constexpr std::size_t LONGEST_NAME = 200;  // bytes of a kept file's name that come from its flight
 constexpr double WANTED_LOAD = 0.97;       // of the processors' time, so that nothing piles up
+// In which a signal that a scheduler sends to all processes of a job has reached each of them.
+constexpr std::chrono::seconds LONGEST_DELIVERY(2);
 
 /// What a worker sends: a row, and what the parent needs beside it.
 std::string message(const FlightJob& job) {
-  const Json text = {{"row", job.row}, {"exports", {job.exports.a, job.exports.b}}, {"names", job.names}};
+  const Json text = {{"row", job.row},
+                     {"exports", {job.exports.a, job.exports.b}},
+                     {"names", job.names},
+                     {"disturbed", job.disturbed}};
   return text.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+/// The last message that a worker has sent as a whole; null when there is none.
+Json lastMessage(const std::string& text) {
+  Json last;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line) && !lines.eof();) last = Json::parse(line);
+  return last;
+}
+
+/// Whether a signal has ended the worker or one of its replays.
+bool isDisturbed(const Pool::Finished& finished) {
+  if (finished.byASignal) return true;
+  const Json last = lastMessage(finished.text);
+  return last.is_object() && last["disturbed"];
 }
 
 }  // namespace
@@ -45,13 +65,22 @@ std::string Regression::folderOf(std::size_t id) const {
 }
 
 void Regression::run() {
-  for (startWhatFits(); (next < flights.size() || pool.running() > 0) && notedSignal() == 0;
+  for (startWhatFits();
+       (next < flights.size() || pool.running() > 0 || !held.empty()) && notedSignal() == 0;
        startWhatFits()) {
     // The next start may be due earlier than anything ends.
     const bool more = next < flights.size() && pool.running() < jobs;
     for (Pool::Finished& finished :
          pool.wait(more ? std::chrono::milliseconds(5) : std::chrono::milliseconds(500))) {
-      take(std::move(finished));
+      if (isDisturbed(finished)) {
+        held.push_back({Clock::now() + LONGEST_DELIVERY, std::move(finished)});
+      } else {
+        take(std::move(finished));
+      }
+    }
+    while (!held.empty() && held.front().due <= Clock::now() && notedSignal() == 0) {
+      take(std::move(held.front().finished));
+      held.pop_front();
     }
     rows.synchroniseWhenDue();
     progress.show();
@@ -112,9 +141,7 @@ void Regression::startNext() {
 void Regression::take(Pool::Finished finished) {
   // The process has told the reason itself.
   if (finished.failure == "exit status 1") throw std::runtime_error("stopped: trouble of the machine");
-  Json last;
-  std::istringstream lines(finished.text);
-  for (std::string line; std::getline(lines, line) && !lines.eof();) last = Json::parse(line);
+  Json last = lastMessage(finished.text);
   if (last.is_null()) throw std::runtime_error("a process ended without an answer: " + finished.failure);
   Json& row = last["row"];
   const auto known = plan.known.verdicts.find(row["key"]);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <deque>
 #include <map>
 #include <set>
 #include <string>
@@ -31,6 +32,12 @@ class Regression {
  private:
   using Clock = std::chrono::steady_clock;
 
+  /// A flight that a signal has disturbed. It gets its row when no signal has reached this process, either.
+  struct Held {
+    Clock::time_point due;
+    Pool::Finished finished;
+  };
+
   void startWhatFits();
   bool isDone(const Flight& flight);
   void startNext();
@@ -51,6 +58,7 @@ class Regression {
   std::size_t next = 0;
   std::map<std::string, int> kept;  // flights whose exports are kept, by what differs first
   std::set<std::string> variables;  // of exports of which nothing could be compared
+  std::deque<Held> held;            // in the order in which they are due
   Progress progress;
   Pool pool;
 };

@@ -17,6 +17,7 @@
 #include <system_error>
 #include <utility>
 
+#include "ostrelLog/WaitForEnd.hpp"
 #include "ostrelLog/fleet/Isolation.hpp"
 #include "ostrelLog/fleet/SystemError.hpp"
 
@@ -91,11 +92,12 @@ void RunningReplay::start() {
   Descriptor reportEnd(report[1]);
   fcntl(lines.get(), F_SETFL, O_NONBLOCK);
   begin = Clock::now();
+  const pid_t parent = getpid();
   child = fork();
   if (child < 0) fail(errno, "fork");
   if (child == 0) {
     reachable.insert(reachable.end(), {settings.program, continuous, events, request.folder});
-    become(arguments, environment, errors[1], report[1]);
+    become(parent, arguments, environment, errors[1], report[1]);
   }
   process.reset(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
   if (process.get() < 0) fail(errno, "pidfd_open");
@@ -104,9 +106,8 @@ void RunningReplay::start() {
 }
 
 /// The child's part: turns it into the replay, or reports the step that failed, with its error.
-void RunningReplay::become(std::vector<std::string>& arguments, std::vector<std::string>& environment,
-                           int errors, int report) {
-  const pid_t parent = getppid();
+void RunningReplay::become(pid_t parent, std::vector<std::string>& arguments,
+                           std::vector<std::string>& environment, int errors, int report) {
   const char* failed = nullptr;
   // A group of its own, which can be killed as a whole. A session also keeps the pace "yield" cheap where
   // the kernel schedules sessions (sched_autogroup_enabled): the replay offers the processor with each
@@ -186,7 +187,7 @@ void RunningReplay::readLines() {
 void RunningReplay::end() {
   if (child < 0) return;
   kill(-child, SIGKILL);  // also what the replay may have left running
-  waitpid(child, nullptr, 0);
+  waitForEnd(child);
   child = -1;
 }
 

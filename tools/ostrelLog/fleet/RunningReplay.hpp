@@ -41,8 +41,8 @@ class RunningReplay {
  private:
   using Clock = std::chrono::steady_clock;
 
-  [[noreturn]] void become(std::vector<std::string>& arguments, std::vector<std::string>& environment,
-                           int errors, int report);
+  [[noreturn]] void become(pid_t parent, std::vector<std::string>& arguments,
+                           std::vector<std::string>& environment, int errors, int report);
   void awaitStart(int report) const;
   void readLines();
   void end();

@@ -16,6 +16,7 @@
 #include <sstream>
 
 #include "logfile/ErrorText.hpp"
+#include "ostrelLog/WaitForEnd.hpp"
 #include "ostrelLog/preflight/LibraryAnswer.hpp"
 
 namespace logtool {
@@ -100,8 +101,7 @@ int run(const std::string& program, const std::string& directory, std::chrono::m
     ending.inTime = readAnswer(pipe[0], steady_clock::now() + patience, ending.answer);
     // Nothing of the library may go on. The status of a process that is ending already stays as it is.
     kill(-child, SIGKILL);
-    while (waitpid(child, &ending.status, 0) < 0 && errno == EINTR) {
-    }
+    ending.status = waitForEnd(child);
     ending.message = firstLine(messages);
   }
   close(messages);
