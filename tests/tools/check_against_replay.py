@@ -41,7 +41,10 @@ NAMES = [b"land", b"altitude", b"vx", b"gyro[0].x", b"index"]
 
 
 def damaged(rng, log, sample):
-    """The log, with samples of so many bytes if it is one of samples, with one change of a kind that happens: a cut, wrong bytes, other names, missing records."""
+    """The log with one change of a kind that happens: a cut, wrong bytes, other names, missing records.
+
+    `sample` is the size of a sample in bytes.
+    """
     log, head = bytearray(log), log.find(b"-- Data\n") + 8
     at, lines = rng.randrange(len(log)), log[:head].split(b"\n")
     line, kind = rng.randrange(len(lines)), rng.randrange(10)

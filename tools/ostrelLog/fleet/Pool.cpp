@@ -28,11 +28,7 @@ namespace {
   setsid();
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != parent) _exit(1);
-  for (const int number : {SIGHUP, SIGINT, SIGTERM}) {
-    if (std::signal(number, SIG_DFL) == SIG_IGN) std::signal(number, SIG_IGN);
-  }
-  // One that came before was noted, as in the parent.
-  if (const int number = notedSignal(); number != 0) std::raise(number);
+  obeySignals();
   int status = 1;
   try {
     work([answers](const std::string& text) {

@@ -4,7 +4,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <csignal>
 #include <iostream>
 #include <utility>
 
@@ -140,11 +139,8 @@ ExitStatus Regress::compareFlights() const {
     regression.run();
     if (notedSignal() == 0) status = regression.conclude();
   }
-  if (const int number = notedSignal(); number != 0) {
-    // Everything is stopped and removed. Raise the signal again, so that a shell reports death by it.
-    std::signal(number, SIG_DFL);
-    std::raise(number);
-  }
+  // Everything is stopped and removed.
+  obeySignals();
   return status;
 }
 
